@@ -1,0 +1,129 @@
+// Process-wide error status, mode and handler, and the default message box.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform.hpp"
+#include "vsk_internal.h"
+
+namespace {
+
+int g_status = VSK_STATUS_OK;
+int g_mode = VSK_ErrorModeLeaf;
+VskErrorCallback g_handler = vskShowErrorBox;
+char g_unknownText[64];
+
+const char* const kStatusTexts[] = {
+    "No Error",                      //  0
+    "Backtrace",                     // -1
+    "Unknown error",                 // -2
+    "Internal error (bad state)",    // -3
+    "Out of memory",                 // -4
+    "Bad argument",                  // -5
+    "Unsupported function",          // -6
+    "Iteration convergence failed",  // -7
+    "Autotrace call",                // -8
+};
+
+const char kTerminateText[] = "VSK Library:\nterminating the application";
+
+std::size_t lengthOf(const char* s) { return s ? std::strlen(s) : 0; }
+
+}  // namespace
+
+extern "C" {
+
+VSK_API int VSK_CALL tvskGetErrStatus(void) { return g_status; }
+
+int VSK_CALL vskReportError(int status, const char* funcName, const char* context,
+                            const char* file, int line) {
+    // The two trace codes pass through without disturbing the recorded status.
+    if (status != VSK_STATUS_BACKTRACE && status != VSK_STATUS_AUTOTRACE) g_status = status;
+    if (status == VSK_STATUS_OK) return 0;
+    return g_handler(status, funcName, context, file, line);
+}
+
+void VSK_CALL vskSetErrStatus(int status) { g_status = status; }
+int* VSK_CALL vskErrStatusAddress(void) { return &g_status; }
+int VSK_CALL vskGetErrMode(void) { return g_mode; }
+void VSK_CALL vskSetErrMode(int mode) { g_mode = mode; }
+
+VskErrorCallback VSK_CALL vskSetErrorHandler(VskErrorCallback handler) {
+    VskErrorCallback previous = g_handler;
+    g_handler = handler ? handler : vskShowErrorBox;
+    return previous;
+}
+
+const char* VSK_CALL vskErrorText(int status) {
+    if (status <= 0 && status >= VSK_STATUS_AUTOTRACE) return kStatusTexts[-status];
+    std::snprintf(g_unknownText, sizeof g_unknownText, "Unknown %s code %d",
+                  status < 0 ? "error" : "status", status);
+    return g_unknownText;
+}
+
+int VSK_CALL vskShowErrorBox(int status, const char* funcName, const char* context,
+                             const char* file, int line) {
+    if (g_mode == VSK_ErrorModeSilent) return status;
+
+    if (!funcName) funcName = "<unknown>";
+    if (!context) context = "";
+    if (!file) file = "";
+    if (line < 0) line = 0;
+
+    const char* suffix = "";
+    if (g_mode == VSK_ErrorModeLeaf)
+        suffix = "\n\nErrMode=VSK_ErrorModeLeaf\n\nTerminate the application?";
+    else if (g_mode == VSK_ErrorModeParent)
+        suffix = "\n\nErrMode=VSK_ErrorModeParent\n\nContinue?";
+
+    const char* fmt = "in function [%s:%d]:%s():\n%s%s";
+    if (status == VSK_STATUS_BACKTRACE)
+        fmt = "called from [%s:%d]:%s():\n%s%s";
+    else if (status == VSK_STATUS_AUTOTRACE)
+        fmt = "called from [%s:%d]:\n%s(%s)%s";
+
+    // Room for the context plus 200 bytes, widened so that long file or
+    // function names can never run past the buffer (and at least the 1025
+    // bytes the platform formatter may write).
+    std::size_t size = lengthOf(context) + lengthOf(file) + lengthOf(funcName) + 200;
+    if (size < 1025) size = 1025;
+    char* message = static_cast<char*>(std::malloc(size));
+    if (!message) return status;  // no memory for the message: skip the box
+    vsk::platform::format(message, size, fmt, file, line, funcName, context, suffix);
+
+    char caption[100];
+    std::snprintf(caption, sizeof caption, "VSK Library Error: %s", vskErrorText(g_status));
+
+    bool terminate = false;
+    if (g_mode == VSK_ErrorModeParent) {
+        terminate = vsk::platform::messageBox(message, caption,
+                                              vsk::platform::kOkCancel |
+                                                  vsk::platform::kSystemModal) ==
+                    vsk::platform::kIdCancel;
+    } else if (g_mode == VSK_ErrorModeLeaf) {
+        terminate = vsk::platform::messageBox(
+                        message, caption,
+                        vsk::platform::kYesNo | vsk::platform::kSystemModal) ==
+                    vsk::platform::kIdYes;
+    }
+    if (!terminate) {
+        std::free(message);
+        return status;
+    }
+
+    if ((vsk::platform::getVersion() & 0x80000000UL) == 0) {
+        std::free(message);
+        vsk::platform::fatalAppExit(kTerminateText);
+    }
+    vsk::platform::messageBox(kTerminateText, "Win32S: Application exit",
+                              vsk::platform::kOk | vsk::platform::kSystemModal);
+    std::free(message);
+    std::exit(1);
+}
+
+int VSK_CALL vskQuietErrorHandler(int status, const char*, const char*, const char*, int) {
+    if (g_mode == VSK_ErrorModeLeaf) std::exit(1);
+    return status;
+}
+
+}  // extern "C"

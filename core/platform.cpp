@@ -1,0 +1,72 @@
+#include "platform.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "vsk_internal.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+namespace {
+VskMessageBoxHook g_messageBoxHook = nullptr;
+VskVersionHook g_versionHook = nullptr;
+}  // namespace
+
+extern "C" VskMessageBoxHook VSK_CALL vskSetMessageBoxHook(VskMessageBoxHook hook) {
+    VskMessageBoxHook previous = g_messageBoxHook;
+    g_messageBoxHook = hook;
+    return previous;
+}
+
+extern "C" VskVersionHook VSK_CALL vskSetVersionHook(VskVersionHook hook) {
+    VskVersionHook previous = g_versionHook;
+    g_versionHook = hook;
+    return previous;
+}
+
+namespace vsk::platform {
+
+int messageBox(const char* text, const char* caption, unsigned type) {
+    if (g_messageBoxHook) return g_messageBoxHook(text, caption, type);
+#if defined(_WIN32)
+    return MessageBoxA(nullptr, text, caption, type);
+#else
+    std::fprintf(stderr, "%s\n%s\n", caption, text);
+    std::fflush(stderr);
+    return (type & 0xF) == kYesNo ? kIdNo : kIdOk;
+#endif
+}
+
+unsigned long getVersion() {
+    if (g_versionHook) return g_versionHook();
+#if defined(_WIN32)
+    return GetVersion();
+#else
+    return 0x0A;  // an NT-style version word: top bit clear
+#endif
+}
+
+void fatalAppExit(const char* text) {
+#if defined(_WIN32)
+    FatalAppExitA(0, text);
+#endif
+    std::fprintf(stderr, "%s\n", text);
+    std::fflush(stderr);
+    std::_Exit(3);
+}
+
+int format(char* buffer, std::size_t capacity, const char* fmt, const char* a1, int a2,
+           const char* a3, const char* a4, const char* a5) {
+    if (!buffer || capacity == 0) return 0;
+#if defined(_WIN32)
+    // wsprintfA writes at most 1024 bytes; callers size the buffer for the
+    // whole message, and anything longer is cut at the buffer's end.
+    if (capacity >= 1025) return wsprintfA(buffer, fmt, a1, a2, a3, a4, a5);
+#endif
+    int n = std::snprintf(buffer, capacity, fmt, a1, a2, a3, a4, a5);
+    return n < 0 ? 0 : n;
+}
+
+}  // namespace vsk::platform

@@ -1,0 +1,7 @@
+// Zoom (not yet implemented).
+#include "vsk_internal.h"
+
+extern "C" {
+
+VSK_API void VSK_CALL tvskZoom(VskImage*, VskImage*, int, int, int, int, int, const int*) {}
+}  // extern "C"

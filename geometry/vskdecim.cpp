@@ -1,0 +1,7 @@
+// Decimate (not yet implemented).
+#include "vsk_internal.h"
+
+extern "C" {
+
+VSK_API void VSK_CALL tvskDecimate(VskImage*, VskImage*, int, int, int, int, int, const int*) {}
+}  // extern "C"

@@ -1,0 +1,240 @@
+// Error status, error modes, the default message box and its termination paths.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/vsktest.hpp"
+
+using namespace vsktest;
+
+namespace {
+
+struct Box {
+    std::string text, caption;
+    unsigned type;
+};
+std::vector<Box> g_boxes;
+int g_answer = 0;
+unsigned long g_version = 0;
+
+int VSK_CALL scriptedBox(const char* text, const char* caption, unsigned type) {
+    g_boxes.push_back({text, caption, type});
+    return g_answer;
+}
+unsigned long VSK_CALL scriptedVersion() { return g_version; }
+
+// Runs the default handler with a scripted message box for one test.
+class DefaultHandler : public testing::Test {
+protected:
+    void SetUp() override {
+        g_boxes.clear();
+        g_answer = 7;  // No
+        g_version = 0;
+        vskSetErrorHandler(nullptr);
+        vskSetMessageBoxHook(scriptedBox);
+        vskSetVersionHook(scriptedVersion);
+        vskSetErrMode(VSK_ErrorModeLeaf);
+        vskSetErrStatus(0);
+    }
+    void TearDown() override {
+        vskSetMessageBoxHook(nullptr);
+        vskSetVersionHook(nullptr);
+        vskSetErrMode(VSK_ErrorModeLeaf);
+        vskSetErrStatus(0);
+    }
+};
+
+const char kLeaf[] = "\n\nErrMode=VSK_ErrorModeLeaf\n\nTerminate the application?";
+const char kParent[] = "\n\nErrMode=VSK_ErrorModeParent\n\nContinue?";
+
+}  // namespace
+
+TEST(ErrorText, KnownAndUnknownCodes) {
+    const char* texts[] = {"No Error",      "Backtrace",    "Unknown error",
+                           "Internal error (bad state)", "Out of memory", "Bad argument",
+                           "Unsupported function", "Iteration convergence failed",
+                           "Autotrace call"};
+    for (int i = 0; i <= 8; ++i) EXPECT_STREQ(vskErrorText(-i), texts[i]);
+    EXPECT_STREQ(vskErrorText(-9), "Unknown error code -9");
+    EXPECT_STREQ(vskErrorText(3), "Unknown status code 3");
+    // One static buffer: the next unknown code overwrites the text.
+    const char* first = vskErrorText(-100);
+    vskErrorText(42);
+    EXPECT_STREQ(first, "Unknown status code 42");
+}
+
+TEST(ErrorStatus, ReportsRecordStatusExceptTraceCodes) {
+    ErrorCapture capture;
+    vskReportError(-5, "f", "c", "file", 1);
+    EXPECT_EQ(tvskGetErrStatus(), -5);
+    EXPECT_EQ(*vskErrStatusAddress(), -5);
+    // The trace codes reach the handler but keep the recorded status.
+    EXPECT_EQ(vskReportError(-1, "f", "c", "file", 2), -1);
+    EXPECT_EQ(vskReportError(-8, "f", "c", "file", 3), -8);
+    EXPECT_EQ(tvskGetErrStatus(), -5);
+    ASSERT_EQ(capture.reports().size(), 3u);
+    // Status 0 clears the status and reaches no handler.
+    EXPECT_EQ(vskReportError(0, "f", "c", "file", 4), 0);
+    EXPECT_EQ(tvskGetErrStatus(), 0);
+    EXPECT_EQ(capture.reports().size(), 3u);
+    // A positive status is recorded and handled too.
+    vskReportError(3, "f", "c", "file", 5);
+    EXPECT_EQ(tvskGetErrStatus(), 3);
+    vskSetErrStatus(-2);
+    EXPECT_EQ(tvskGetErrStatus(), -2);
+}
+
+TEST(ErrorStatus, ModeAndHandlerAccessors) {
+    ErrorCapture capture;
+    vskSetErrMode(17);  // no range check
+    EXPECT_EQ(vskGetErrMode(), 17);
+    VskErrorCallback mine = vskQuietErrorHandler;
+    VskErrorCallback before = vskSetErrorHandler(mine);
+    EXPECT_NE(before, nullptr);
+    EXPECT_EQ(vskSetErrorHandler(nullptr), mine);  // null re-installs the default
+    EXPECT_EQ(vskSetErrorHandler(before), vskShowErrorBox);
+}
+
+TEST(ErrorStatus, QuietHandlerReturnsOutsideLeafMode) {
+    ErrorCapture capture;
+    vskSetErrorHandler(vskQuietErrorHandler);
+    vskSetErrMode(VSK_ErrorModeParent);
+    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
+    vskSetErrMode(VSK_ErrorModeSilent);
+    EXPECT_EQ(vskReportError(-4, "f", "c", "x", 1), -4);
+    EXPECT_EQ(tvskGetErrStatus(), -4);
+}
+
+TEST(ErrorStatusDeathTest, QuietHandlerEndsTheProcessInLeafMode) {
+    EXPECT_EXIT(
+        {
+            vskSetErrorHandler(vskQuietErrorHandler);
+            vskSetErrMode(VSK_ErrorModeLeaf);
+            vskReportError(-5, "f", "c", "x", 1);
+        },
+        testing::ExitedWithCode(1), "");
+}
+
+TEST_F(DefaultHandler, MessageAndCaptionFormats) {
+    struct Case {
+        int mode, status;
+        const char* func;
+        const char* context;
+        const char* file;
+        int line;
+        const char* message;
+        const char* caption;
+        unsigned type;
+    } cases[] = {
+        {0, -5, "vskCopy", "dstImage->roi->width <= 0", "vskSCE", 54,
+         "in function [vskSCE:54]:vskCopy():\ndstImage->roi->width <= 0", "Bad argument", 0x1004},
+        {1, -2, "vskSet", "Error get tile to write", "vskSCE", 549,
+         "in function [vskSCE:549]:vskSet():\nError get tile to write", "Unknown error", 0x1001},
+        {1, -4, nullptr, nullptr, nullptr, -7, "in function [:0]:<unknown>():\n",
+         "Out of memory", 0x1001},
+        {1, -9, "f", "x", "g", 3, "in function [g:3]:f():\nx", "Unknown error code -9", 0x1001},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
+        g_boxes.clear();
+        vskSetErrMode(c.mode);
+        EXPECT_EQ(vskReportError(c.status, c.func, c.context, c.file, c.line), c.status);
+        ASSERT_EQ(g_boxes.size(), 1u);
+        EXPECT_EQ(g_boxes[0].text, std::string(c.message) + (c.mode == 0 ? kLeaf : kParent));
+        EXPECT_EQ(g_boxes[0].caption, std::string("VSK Library Error: ") + c.caption);
+        EXPECT_EQ(g_boxes[0].type, c.type);
+    }
+}
+
+TEST_F(DefaultHandler, TraceCodesUseCalledFromAndNameThePreviousError) {
+    vskSetErrMode(VSK_ErrorModeParent);
+    vskReportError(-5, "a", "first", "f", 1);
+    g_boxes.clear();
+    vskReportError(-1, "vskCopy", "ctx", "vskSCE", 12);
+    vskReportError(-8, "vskCopy", "ctx", "vskSCE", 13);
+    ASSERT_EQ(g_boxes.size(), 2u);
+    EXPECT_EQ(g_boxes[0].text, std::string("called from [vskSCE:12]:vskCopy():\nctx") + kParent);
+    EXPECT_EQ(g_boxes[1].text, std::string("called from [vskSCE:13]:\nvskCopy(ctx)") + kParent);
+    EXPECT_EQ(g_boxes[0].caption, "VSK Library Error: Bad argument");
+    EXPECT_EQ(g_boxes[1].caption, "VSK Library Error: Bad argument");
+}
+
+TEST_F(DefaultHandler, SilentAndUnknownModesShowNothing) {
+    for (int mode : {2, 5, -1}) {
+        vskSetErrMode(mode);
+        EXPECT_EQ(vskReportError(-6, "f", "c", "x", 1), -6);
+        EXPECT_EQ(tvskGetErrStatus(), -6);
+        vskSetErrStatus(0);
+    }
+    EXPECT_TRUE(g_boxes.empty());
+}
+
+TEST_F(DefaultHandler, AnswersThatContinue) {
+    vskSetErrMode(VSK_ErrorModeLeaf);
+    g_answer = 7;  // No
+    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
+    vskSetErrMode(VSK_ErrorModeParent);
+    g_answer = 1;  // OK
+    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
+    g_answer = 0;  // a headless box answers neither
+    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
+    EXPECT_EQ(g_boxes.size(), 3u);
+}
+
+TEST(DefaultHandlerDeathTest, YesInLeafModeTerminates) {
+    EXPECT_EXIT(
+        {
+            vskSetErrorHandler(nullptr);
+            vskSetMessageBoxHook([](const char*, const char*, unsigned) -> int { return 6; });
+            vskSetErrMode(VSK_ErrorModeLeaf);
+            vskReportError(-5, "f", "c", "x", 1);
+        },
+        testing::ExitedWithCode(3), "VSK Library:\nterminating the application");
+}
+
+TEST(DefaultHandlerDeathTest, CancelInParentModeTerminates) {
+    EXPECT_EXIT(
+        {
+            vskSetErrorHandler(nullptr);
+            vskSetMessageBoxHook([](const char*, const char*, unsigned) -> int { return 2; });
+            vskSetErrMode(VSK_ErrorModeParent);
+            vskReportError(-5, "f", "c", "x", 1);
+        },
+        testing::ExitedWithCode(3), "terminating the application");
+}
+
+TEST(DefaultHandlerDeathTest, NonNtPlatformShowsExitBoxThenExits) {
+    EXPECT_EXIT(
+        {
+            vskSetErrorHandler(nullptr);
+            vskSetMessageBoxHook([](const char* text, const char* caption, unsigned type) -> int {
+                if (std::string(caption) == "Win32S: Application exit") {
+                    fprintf(stderr, "exit box [%s] type %x\n", text, type);
+                    return 1;
+                }
+                return 6;
+            });
+            vskSetVersionHook([]() -> unsigned long { return 0x80000000UL; });
+            vskSetErrMode(VSK_ErrorModeLeaf);
+            vskReportError(-5, "f", "c", "x", 1);
+        },
+        testing::ExitedWithCode(1),
+        "exit box \\[VSK Library:\nterminating the application\\] type 1000");
+}
+
+TEST(DefaultHandlerDeathTest, PlatformStandInContinues) {
+    // Without a hook the stand-in box writes to stderr and answers No / OK.
+    EXPECT_EXIT(
+        {
+            vskSetErrorHandler(nullptr);
+            vskSetMessageBoxHook(nullptr);
+            vskSetErrMode(VSK_ErrorModeLeaf);
+            vskReportError(-5, "vskCopy", "srcImage==0", "vskSCE", 54);
+            vskSetErrMode(VSK_ErrorModeParent);
+            vskReportError(-5, "vskCopy", "srcImage==0", "vskSCE", 54);
+            exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "VSK Library Error: Bad argument\nin function \\[vskSCE:54\\]:vskCopy\\(\\):\nsrcImage==0");
+}
