@@ -1,9 +1,339 @@
-// Copy, exchange and fill (not yet implemented).
-#include "vsk_internal.h"
+// Copy, exchange and fill of regions of interest, for buffered and tiled
+// images.
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "bitrun.hpp"
+#include "tiles.hpp"
+
+namespace {
+
+using vsk::Site;
+
+constexpr const char* kFile = "vskSCE";
+constexpr const char* kWriteFailed = "Error get tile to write";
+constexpr const char* kReadFailed = "Error get tile to read";
+
+// ---- rows of one image's clipped ROI -----------------------------------------
+
+// One image's side of a plain kernel: where its rows start and how far each
+// row reaches.
+struct Lane {
+    VskImage* image;
+    vsk::RoiRect rect;
+    std::int64_t offset;  // of the rectangle's first row from imageData
+    std::int64_t step;    // row stride
+    std::int64_t plane;   // plane stride
+    std::int64_t extent;  // bytes a row of the kernel touches from its start
+
+    explicit Lane(VskImage* img)
+        : image(img),
+          rect(vsk::roiRect(img)),
+          offset(rect.start - img->imageData),
+          step(vsk::imageStride(img)),
+          plane(step * img->height),
+          extent(0) {}
+
+    // Rows reach `values` values of `bytes` bytes each, `stride` values apart
+    // (1-bit: `values` bits from the rectangle's first column).
+    void reach(int values, int bytes, int stride) {
+        extent = bytes == 0 ? (rect.x + std::int64_t{values} - 1) / 8 + 1
+                            : (std::int64_t{values - 1} * stride + 1) * bytes;
+    }
+
+    // How many of the first `rows` rows of plane p lie wholly inside the
+    // buffer. A header whose sizes no longer match its buffer (fields changed
+    // after allocation, or a data size that wrapped in 32 bits) is processed
+    // up to the buffer's edge only.
+    int rowsInside(int p, int rows) const {
+        const std::int64_t start = offset + p * plane;
+        const std::int64_t room = std::int64_t{image->dataSize} - start - extent;
+        if (start < 0 || room < 0) return 0;
+        return static_cast<int>(std::min<std::int64_t>(rows, room / step + 1));
+    }
+
+    char* row(int p, int r) const { return image->imageData + offset + p * plane + r * step; }
+};
+
+// Calls row(a, b) for the matching rows of two lanes, plane by plane, top to
+// bottom.
+template <class F>
+void eachRow(const Lane& a, const Lane& b, int planes, int rows, F&& row) {
+    for (int p = 0; p < planes; ++p) {
+        const int n = std::min(a.rowsInside(p, rows), b.rowsInside(p, rows));
+        for (int r = 0; r < n; ++r) row(a.row(p, r), b.row(p, r));
+    }
+}
+
+template <class F>
+void eachRow(const Lane& a, int planes, int rows, F&& row) {
+    for (int p = 0; p < planes; ++p) {
+        const int n = a.rowsInside(p, rows);
+        for (int r = 0; r < n; ++r) row(a.row(p, r));
+    }
+}
+
+// ---- plain copy and exchange kernels -------------------------------------------
+
+template <bool Swap>
+void moveBytes(char* s, char* d, std::size_t n) {
+    if constexpr (Swap)
+        std::swap_ranges(s, s + n, d);
+    else
+        std::memcpy(d, s, n);
+}
+
+// One value of B bytes per pixel, the two images stepping by their own
+// pixel sizes. Values are moved bytewise: tiles need not be aligned.
+template <bool Swap, int B>
+void moveChannel(char* s, std::int64_t sStep, char* d, std::int64_t dStep, int count) {
+    for (int i = 0; i < count; ++i, s += sStep, d += dStep) {
+        if constexpr (Swap) {
+            char held[B];
+            std::memcpy(held, d, B);
+            std::memcpy(d, s, B);
+            std::memcpy(s, held, B);
+        } else {
+            std::memcpy(d, s, B);
+        }
+    }
+}
+
+template <bool Swap>
+void plainTransfer(VskImage* src, VskImage* dst) {
+    Lane s(src), d(dst);
+    // One image with a channel of interest and the other with several
+    // channels: nothing to do, and nothing to report.
+    if (s.rect.channels != d.rect.channels) return;
+    const int rows = std::min(s.rect.rows, d.rect.rows);
+    int cols = std::min(s.rect.cols, d.rect.cols);
+    if (rows <= 0 || cols <= 0) return;
+
+    const int bytes = vsk::depthBytes(src->depth);
+    const bool planar = src->dataOrder == VSK_DATA_ORDER_PLANE;
+    const int planes = planar ? s.rect.channels : 1;
+    const bool runs = planar || (src->nChannels == dst->nChannels &&
+                                 s.rect.channels == src->nChannels);
+    if (!planar && runs) cols *= src->nChannels;
+
+    if (bytes == 0) {
+        s.reach(cols, 0, 1);
+        d.reach(cols, 0, 1);
+        const int sx = s.rect.x, dx = d.rect.x;
+        eachRow(s, d, planes, rows, [&](char* a, char* b) {
+            auto* pa = reinterpret_cast<std::uint8_t*>(a);
+            auto* pb = reinterpret_cast<std::uint8_t*>(b);
+            if constexpr (Swap)
+                vsk::swapBits(pa, sx, pb, dx, cols);
+            else
+                vsk::copyBits(pa, sx, pb, dx, cols);
+        });
+        return;
+    }
+    if (runs) {
+        s.reach(cols, bytes, 1);
+        d.reach(cols, bytes, 1);
+        const auto n = static_cast<std::size_t>(cols) * bytes;
+        eachRow(s, d, planes, rows, [&](char* a, char* b) { moveBytes<Swap>(a, b, n); });
+        return;
+    }
+    // One channel in pixel order: the starts already point at the channel of
+    // interest (or at the only channel).
+    s.reach(cols, bytes, src->nChannels);
+    d.reach(cols, bytes, dst->nChannels);
+    const std::int64_t ss = std::int64_t{src->nChannels} * bytes;
+    const std::int64_t ds = std::int64_t{dst->nChannels} * bytes;
+    auto run = [&](auto kernel) {
+        eachRow(s, d, planes, rows, [&](char* a, char* b) { kernel(a, ss, b, ds, cols); });
+    };
+    switch (bytes) {
+        case 1: run(moveChannel<Swap, 1>); break;
+        case 2: run(moveChannel<Swap, 2>); break;
+        default: run(moveChannel<Swap, 4>); break;
+    }
+}
+
+// ---- copy and exchange ---------------------------------------------------------
+
+// What tells copy and exchange apart: reported name, lines, the mode a tiled
+// source is taken with, and the plain kernel.
+struct TransferOp {
+    Site site;
+    int srcLine, dstLine, compatLine;
+    int dstTiledLine, srcTiledLine, bothTiledLine;
+    int srcTileMode;
+    bool swap;
+};
+
+const TransferOp kCopy{{"vskCopy", kFile}, 54, 55, 56, 353, 255, 148, VSK_TILE_READ, false};
+// A tiled source is written too, so its tiles are taken for writing.
+const TransferOp kExchange{{"vskExchange", kFile}, 637, 638, 639, 957, 859, 733,
+                           VSK_TILE_WRITE, true};
+
+// A buffered image over a rectangle fetched from a tiled image: its header
+// with the rectangle's size, the fetched buffer and no tile record, and a ROI
+// covering it all with the tiled image's channel of interest.
+struct FetchedImage {
+    VskImage header;
+    VskROI roi;
+    FetchedImage(const VskImage* tiled, void* data, int step, int height, int width) {
+        std::memcpy(&header, tiled, sizeof header);
+        header.height = height;
+        header.width = width;
+        header.imageData = static_cast<char*>(data);
+        header.tileInfo = nullptr;
+        // Stride and size describe the fetched buffer itself.
+        header.widthStep = step;
+        header.dataSize = step * height * vsk::planeCount(tiled);
+        header.dataBlock = nullptr;
+        header.maskImage = nullptr;
+        roi = {vsk::roiCoi(tiled), 0, 0, height, width};
+        header.roi = &roi;
+    }
+};
+
+void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dstTile) {
+    if (vsk::reportBadHeader(src, op.site, op.srcLine)) return;
+    if (vsk::reportBadHeader(dst, op.site, op.dstLine)) return;
+    vskCheckCompatible(src, dst, op.site.func, op.site.file, op.compatLine);
+    // Deliberately also stops while an earlier, unrelated call has left the
+    // status negative: nothing is copied until the status is cleared.
+    if (vsk::statusNegative()) return;
+
+    const bool srcTiled = src->tileInfo != nullptr, dstTiled = dst->tileInfo != nullptr;
+    if (!srcTiled && !dstTiled) {
+        if (op.swap)
+            plainTransfer<true>(src, dst);
+        else
+            plainTransfer<false>(src, dst);
+        return;
+    }
+
+    vsk::TileRange range;
+    if (!vsk::twoImageTileRange(dstTiled ? dst : src, src, dst, &range)) return;
+
+    if (!srcTiled) {
+        // Each destination tile receives the matching part of the source.
+        const vsk::TileWalk walk{dst, VSK_TILE_WRITE, op.site, kWriteFailed, op.dstTiledLine, src};
+        vsk::walkTiles(walk, range, dstTile, [&](VskImage* tile, const vsk::TilePart&) {
+            transfer(op, src, tile, nullptr);
+            return true;
+        });
+        return;
+    }
+    if (!dstTiled) {
+        const vsk::TileWalk walk{src, op.srcTileMode, op.site, kReadFailed, op.srcTiledLine, dst};
+        vsk::walkTiles(walk, range, nullptr, [&](VskImage* tile, const vsk::TilePart&) {
+            transfer(op, tile, dst, nullptr);
+            return true;
+        });
+        return;
+    }
+
+    // Both tiled: each destination tile part receives the matching source
+    // rectangle, fetched into a buffer.
+    const vsk::TileWalk walk{dst, VSK_TILE_WRITE, op.site, kWriteFailed, op.bothTiledLine, nullptr};
+    const int sx = vsk::roiX(src), sy = vsk::roiY(src);
+    vsk::walkTiles(walk, range, dstTile, [&](VskImage* tile, const vsk::TilePart& part) {
+        int step = 0;
+        void* data = vskGetRect(src, sx + part.offX, sy + part.offY, part.width, part.height, &step);
+        // A failed fetch ends the call; the destination tile is not released.
+        if (!data || vsk::statusNegative()) {
+            vskFreeAligned(data);
+            return false;
+        }
+        FetchedImage fetched(src, data, step, part.height, part.width);
+        if (op.swap) {
+            // The destination part goes into the source first, through the
+            // source's own tiled path.
+            VskROI rect{vsk::roiCoi(src), sx + part.offX, sy + part.offY, part.height, part.width};
+            const vsk::RoiSwap swap(src, &rect);
+            transfer(kCopy, tile, src, nullptr);
+        }
+        transfer(kCopy, &fetched.header, tile, nullptr);
+        vskFreeAligned(data);
+        return true;
+    });
+}
+
+// ---- fill ------------------------------------------------------------------------
+
+// The fill value saturated to an element type (32-bit values pass as given).
+template <class T>
+T saturate(int value) {
+    return static_cast<T>(std::clamp<std::int64_t>(value, std::numeric_limits<T>::min(),
+                                                   std::numeric_limits<T>::max()));
+}
+
+template <class T>
+void fillValues(char* p, std::int64_t stride, int count, T v) {
+    for (int i = 0; i < count; ++i) std::memcpy(p + i * stride, &v, sizeof v);
+}
+
+const Site kSet{"vskSet", kFile};
+
+void plainFill(VskImage* image, int value) {
+    Lane a(image);
+    const int rows = a.rect.rows;
+    int cols = a.rect.cols;
+    if (rows <= 0 || cols <= 0) return;
+    const bool planar = image->dataOrder == VSK_DATA_ORDER_PLANE;
+    const int planes = planar ? a.rect.channels : 1;
+    const bool runs = planar || a.rect.channels == image->nChannels;
+    if (!planar && runs) cols *= image->nChannels;
+
+    if (image->depth == VSK_1U) {
+        const bool bit = value >= 1;  // below 0 gives 0, 2 or more gives 1
+        const int x = a.rect.x;
+        a.reach(cols, 0, 1);
+        eachRow(a, planes, rows, [&](char* row) {
+            vsk::fillBits(reinterpret_cast<std::uint8_t*>(row), x, cols, bit);
+        });
+        return;
+    }
+    const int stride = runs ? 1 : image->nChannels;
+    vsk::dispatchDepth(image->depth, [&](auto zero) {
+        using T = decltype(zero);
+        const T v = saturate<T>(value);
+        a.reach(cols, sizeof(T), stride);
+        if (sizeof(T) == 1 && runs) {
+            eachRow(a, planes, rows, [&](char* row) {
+                std::memset(row, static_cast<unsigned char>(v), static_cast<std::size_t>(cols));
+            });
+            return;
+        }
+        const std::int64_t step = std::int64_t{stride} * sizeof(T);
+        eachRow(a, planes, rows, [&](char* row) { fillValues(row, step, cols, v); });
+    });
+}
+
+}  // namespace
 
 extern "C" {
 
-VSK_API void VSK_CALL tvskCopy(VskImage*, VskImage*, const int*) {}
-VSK_API void VSK_CALL tvskSet(VskImage*, int, const int*) {}
-void VSK_CALL vskExchange(VskImage*, VskImage*, const int*) {}
+VSK_API void VSK_CALL tvskCopy(VskImage* srcImage, VskImage* dstImage, const int* dstTile) {
+    transfer(kCopy, srcImage, dstImage, dstTile);
+}
+
+void VSK_CALL vskExchange(VskImage* srcImage, VskImage* dstImage, const int* dstTile) {
+    transfer(kExchange, srcImage, dstImage, dstTile);
+}
+
+VSK_API void VSK_CALL tvskSet(VskImage* image, int fillValue, const int* dstTile) {
+    // The header is the only check: the fill does not consult the status.
+    if (vsk::reportBadHeader(image, kSet, 479)) return;
+    if (!image->tileInfo) {
+        plainFill(image, fillValue);
+        return;
+    }
+    vsk::TileRange range;
+    if (!vsk::oneImageTileRange(image, &range)) return;
+    const vsk::TileWalk walk{image, VSK_TILE_WRITE, kSet, kWriteFailed, 549, nullptr};
+    vsk::walkTiles(walk, range, dstTile, [&](VskImage* tile, const vsk::TilePart&) {
+        tvskSet(tile, fillValue, nullptr);
+        return true;
+    });
+}
+
 }  // extern "C"
