@@ -1,0 +1,75 @@
+// Runs of 1-bit pixels between any two bit positions, checked against a
+// bit-by-bit model on buffers exactly as long as the runs need.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "bitrun.hpp"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+int bitAt(const Bytes& b, std::int64_t i) { return (b[i / 8] >> (7 - i % 8)) & 1; }
+void setAt(Bytes& b, std::int64_t i, int v) {
+    const auto m = static_cast<std::uint8_t>(0x80u >> (i % 8));
+    b[i / 8] = static_cast<std::uint8_t>(v ? (b[i / 8] | m) : (b[i / 8] & ~m));
+}
+
+// The bytes that hold a run of `count` bits at `offset`, and nothing more,
+// so that any access past them is caught by the sanitizer build.
+Bytes randomRun(int offset, int count, unsigned seed) {
+    Bytes b(static_cast<std::size_t>((offset + count + 7) / 8));
+    for (auto& v : b) v = static_cast<std::uint8_t>((seed = seed * 1103515245u + 12345u) >> 16);
+    return b;
+}
+
+const int kCounts[] = {0, 1, 2, 7, 8, 9, 15, 16, 17, 63, 64, 65, 71, 72, 130, 4103, 4200};
+
+}  // namespace
+
+TEST(BitRun, CopyAndSwapBetweenEveryPairOfBitOffsets) {
+    for (int so = 0; so < 8; ++so)
+        for (int dof = 0; dof < 8; ++dof)
+            for (int count : kCounts) {
+                SCOPED_TRACE(testing::Message() << "src bit " << so << " dst bit " << dof
+                                                << " count " << count);
+                const Bytes src = randomRun(so, count, 7u * so + 1);
+                const Bytes dst = randomRun(dof, count, 13u * dof + 5);
+
+                Bytes wantDst = dst, wantSrc = src;
+                for (int i = 0; i < count; ++i) {
+                    setAt(wantDst, dof + i, bitAt(src, so + i));
+                    setAt(wantSrc, so + i, bitAt(dst, dof + i));
+                }
+                Bytes got = dst, a = src;
+                vsk::copyBits(src.data(), so, got.data(), dof, count);
+                ASSERT_EQ(got, wantDst);
+
+                got = dst;
+                vsk::swapBits(a.data(), so, got.data(), dof, count);
+                ASSERT_EQ(got, wantDst);
+                ASSERT_EQ(a, wantSrc);
+            }
+}
+
+TEST(BitRun, FillKeepsTheBitsAroundTheRun) {
+    for (int offset = 0; offset < 8; ++offset)
+        for (int count : kCounts)
+            for (bool value : {false, true}) {
+                const Bytes before = randomRun(offset, count, 3u * offset + count);
+                Bytes want = before, got = before;
+                for (int i = 0; i < count; ++i) setAt(want, offset + i, value);
+                vsk::fillBits(got.data(), offset, count, value);
+                ASSERT_EQ(got, want) << "bit " << offset << " count " << count << " value " << value;
+            }
+}
+
+TEST(BitRun, PositionsBeyondTheFirstByte) {
+    // Positions are counted over the whole buffer, not only within a byte.
+    Bytes src = {0x00, 0x00, 0xB4, 0xFF}, dst = {0xFF, 0x00, 0x00};
+    vsk::copyBits(src.data(), 16, dst.data(), 9, 6);  // 101101 into bits 9..14
+    EXPECT_EQ(dst, (Bytes{0xFF, 0x5A, 0x00}));
+    vsk::fillBits(dst.data(), 13, 7, true);
+    EXPECT_EQ(dst, (Bytes{0xFF, 0x5F, 0xF0}));
+}
