@@ -37,9 +37,8 @@ struct Lane {
 
     // Rows reach `values` values of `bytes` bytes each, `stride` values apart
     // (1-bit: `values` bits from the rectangle's first column).
-    void reach(int values, int bytes, int stride) {
-        extent = bytes == 0 ? (rect.x + std::int64_t{values} - 1) / 8 + 1
-                            : (std::int64_t{values - 1} * stride + 1) * bytes;
+    void reach(std::int64_t values, int bytes, int stride) {
+        extent = bytes == 0 ? (rect.x + values - 1) / 8 + 1 : ((values - 1) * stride + 1) * bytes;
     }
 
     // How many of the first `rows` rows of plane p lie wholly inside the
@@ -87,8 +86,8 @@ void moveBytes(char* s, char* d, std::size_t n) {
 // One value of B bytes per pixel, the two images stepping by their own
 // pixel sizes. Values are moved bytewise: tiles need not be aligned.
 template <bool Swap, int B>
-void moveChannel(char* s, std::int64_t sStep, char* d, std::int64_t dStep, int count) {
-    for (int i = 0; i < count; ++i, s += sStep, d += dStep) {
+void moveChannel(char* s, std::int64_t sStep, char* d, std::int64_t dStep, std::int64_t count) {
+    for (std::int64_t i = 0; i < count; ++i, s += sStep, d += dStep) {
         if constexpr (Swap) {
             char held[B];
             std::memcpy(held, d, B);
@@ -107,7 +106,7 @@ void plainTransfer(VskImage* src, VskImage* dst) {
     // channels: nothing to do, and nothing to report.
     if (s.rect.channels != d.rect.channels) return;
     const int rows = std::min(s.rect.rows, d.rect.rows);
-    int cols = std::min(s.rect.cols, d.rect.cols);
+    std::int64_t cols = std::min(s.rect.cols, d.rect.cols);
     if (rows <= 0 || cols <= 0) return;
 
     const int bytes = vsk::depthBytes(src->depth);
@@ -266,9 +265,15 @@ T saturate(int value) {
                                                    std::numeric_limits<T>::max()));
 }
 
+// `count` values, `stride` values apart. Adjacent values get a loop of their
+// own, whose fixed step the compiler vectorises.
 template <class T>
-void fillValues(char* p, std::int64_t stride, int count, T v) {
-    for (int i = 0; i < count; ++i) std::memcpy(p + i * stride, &v, sizeof v);
+void fillValues(char* p, std::int64_t stride, std::int64_t count, T v) {
+    if (stride == 1) {
+        for (std::int64_t i = 0; i < count; ++i) std::memcpy(p + i * sizeof v, &v, sizeof v);
+        return;
+    }
+    for (std::int64_t i = 0; i < count; ++i) std::memcpy(p + i * stride * sizeof v, &v, sizeof v);
 }
 
 const Site kSet{"vskSet", kFile};
@@ -276,7 +281,7 @@ const Site kSet{"vskSet", kFile};
 void plainFill(VskImage* image, int value) {
     Lane a(image);
     const int rows = a.rect.rows;
-    int cols = a.rect.cols;
+    std::int64_t cols = a.rect.cols;
     if (rows <= 0 || cols <= 0) return;
     const bool planar = image->dataOrder == VSK_DATA_ORDER_PLANE;
     const int planes = planar ? a.rect.channels : 1;
@@ -303,8 +308,7 @@ void plainFill(VskImage* image, int value) {
             });
             return;
         }
-        const std::int64_t step = std::int64_t{stride} * sizeof(T);
-        eachRow(a, planes, rows, [&](char* row) { fillValues(row, step, cols, v); });
+        eachRow(a, planes, rows, [&](char* row) { fillValues(row, stride, cols, v); });
     });
 }
 
