@@ -22,67 +22,56 @@ struct Image {
 // Side lengths: 256 x 256 x 3 bytes fits in cache, 4096 x 4096 x 3 does not.
 void sizes(benchmark::internal::Benchmark* b) { b->Arg(256)->Arg(4096); }
 
-void BM_Memcpy(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    Image a(VSK_8U, 3, n, n), b(VSK_8U, 3, n, n);
+// Times f, counting the image's buffer as the bytes processed.
+template <class F>
+void timed(benchmark::State& state, const Image& image, F&& f) {
     for (auto _ : state) {
-        std::memcpy(b.image->imageData, a.image->imageData, static_cast<std::size_t>(a.image->dataSize));
+        f();
         benchmark::ClobberMemory();
     }
-    state.SetBytesProcessed(state.iterations() * a.image->dataSize);
+    state.SetBytesProcessed(state.iterations() * image.image->dataSize);
+}
+
+int side(const benchmark::State& state) { return static_cast<int>(state.range(0)); }
+
+void BM_Memcpy(benchmark::State& state) {
+    Image a(VSK_8U, 3, side(state), side(state)), b(VSK_8U, 3, side(state), side(state));
+    timed(state, a, [&] {
+        std::memcpy(b.image->imageData, a.image->imageData,
+                    static_cast<std::size_t>(a.image->dataSize));
+    });
 }
 
 void BM_Copy(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    Image a(VSK_8U, 3, n, n), b(VSK_8U, 3, n, n);
-    for (auto _ : state) {
-        tvskCopy(a.image, b.image, nullptr);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * a.image->dataSize);
+    Image a(VSK_8U, 3, side(state), side(state)), b(VSK_8U, 3, side(state), side(state));
+    timed(state, a, [&] { tvskCopy(a.image, b.image, nullptr); });
 }
 
 void BM_Memset(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    Image a(VSK_8U, 3, n, n);
-    for (auto _ : state) {
+    Image a(VSK_8U, 3, side(state), side(state));
+    timed(state, a, [&] {
         std::memset(a.image->imageData, 99, static_cast<std::size_t>(a.image->dataSize));
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * a.image->dataSize);
+    });
 }
 
 void BM_Set(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    Image a(VSK_8U, 3, n, n);
-    for (auto _ : state) {
-        tvskSet(a.image, 99, nullptr);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * a.image->dataSize);
+    Image a(VSK_8U, 3, side(state), side(state));
+    timed(state, a, [&] { tvskSet(a.image, 99, nullptr); });
 }
 
+// 16-bit values over the same bytes as the 8-bit image.
 void BM_Set16(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
-    Image a(VSK_16U, 3, n, n / 2);  // the same bytes as the 8-bit image
-    for (auto _ : state) {
-        tvskSet(a.image, 999, nullptr);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * a.image->dataSize);
+    Image a(VSK_16U, 3, side(state), side(state) / 2);
+    timed(state, a, [&] { tvskSet(a.image, 999, nullptr); });
 }
 
 // 1-bit rows copied from bit offset 3 to bit offset 6 (shift and merge).
 void BM_CopyBitsShifted(benchmark::State& state) {
-    const int n = static_cast<int>(state.range(0));
+    const int n = side(state);
     Image a(VSK_1U, 1, n, n * 24), b(VSK_1U, 1, n, n * 24);
     a.image->roi = tvskCreateROI(0, 3, 0, n, n * 24 - 8);
     b.image->roi = tvskCreateROI(0, 6, 0, n, n * 24 - 8);
-    for (auto _ : state) {
-        tvskCopy(a.image, b.image, nullptr);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * a.image->dataSize);
+    timed(state, a, [&] { tvskCopy(a.image, b.image, nullptr); });
 }
 
 BENCHMARK(BM_Memcpy)->Apply(sizes);

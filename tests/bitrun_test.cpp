@@ -64,12 +64,3 @@ TEST(BitRun, FillKeepsTheBitsAroundTheRun) {
                 ASSERT_EQ(got, want) << "bit " << offset << " count " << count << " value " << value;
             }
 }
-
-TEST(BitRun, PositionsBeyondTheFirstByte) {
-    // Positions are counted over the whole buffer, not only within a byte.
-    Bytes src = {0x00, 0x00, 0xB4, 0xFF}, dst = {0xFF, 0x00, 0x00};
-    vsk::copyBits(src.data(), 16, dst.data(), 9, 6);  // 101101 into bits 9..14
-    EXPECT_EQ(dst, (Bytes{0xFF, 0x5A, 0x00}));
-    vsk::fillBits(dst.data(), 13, 7, true);
-    EXPECT_EQ(dst, (Bytes{0xFF, 0x5F, 0xF0}));
-}
