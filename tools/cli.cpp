@@ -1,0 +1,526 @@
+#include "cli.hpp"
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+
+#include "bmpfile.hpp"
+#include "vsk_internal.h"
+
+namespace vsk::cli {
+
+namespace {
+
+// ---- errors ------------------------------------------------------------------
+
+struct Failure {
+    std::string message;
+};
+
+[[noreturn]] void die(const std::string& message) { throw Failure{message}; }
+
+// Library reports are printed as they come.
+int VSK_CALL printReport(int status, const char* func, const char* context, const char* file, int line) {
+    std::string text = context ? context : "";
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+    for (std::size_t p; (p = text.find("\n")) != std::string::npos;) text.replace(p, 1, "; ");
+    std::fprintf(stderr, "vsk: library: %s: %s [%s:%d, status %d: %s]\n", func ? func : "?",
+                 text.empty() ? "(no details)" : text.c_str(), file ? file : "?", line, status,
+                 vskErrorText(status));
+    return status;
+}
+
+// ---- images ------------------------------------------------------------------
+
+struct ImageDeleter {
+    void operator()(VskImage* image) const {
+        tvskDeallocate(image, VSK_FREE_HEADER | VSK_FREE_DATA | VSK_FREE_ROI);
+    }
+};
+using Image = std::unique_ptr<VskImage, ImageDeleter>;
+
+Image load(const std::string& path) {
+    std::string error;
+    VskImage* image = vsk::bmp::loadImage(path, &error);
+    if (!image) die(error);
+    const std::int64_t pixels = static_cast<std::int64_t>(image->width) * image->height;
+    if (pixels >= 4'000'000)
+        std::fprintf(stderr, "vsk: working on %s (%d x %d)...\n", path.c_str(), image->width, image->height);
+    return Image(image);
+}
+
+void save(VskImage* image, const std::string& path, const vsk::bmp::SaveOptions& options = {}) {
+    std::string error;
+    tvskDeallocate(image, VSK_FREE_ROI);  // a bitmap holds the whole image
+    if (!vsk::bmp::saveImage(image, path, options, &error)) die(error);
+}
+
+// A new image like `like` (layout, origin) with the given channels, depth and size.
+Image makeLike(const VskImage* like, int nChannels, unsigned depth, int height, int width, const char* model,
+               const char* seq, int alphaChannel = 0) {
+    if (height <= 0 || width <= 0) die("the result would be empty (" + std::to_string(width) + " x " +
+                                       std::to_string(height) + ")");
+    VskImage* image = tvskCreateImageHeader(nChannels, alphaChannel, depth, model, seq, like->dataOrder,
+                                            like->origin, like->align, height, width, nullptr, nullptr, nullptr);
+    if (!image) die("cannot describe a " + std::to_string(width) + " x " + std::to_string(height) + " image");
+    tvskAllocateImage(image, 0);
+    if (!image->imageData) {
+        tvskDeallocate(image, VSK_FREE_HEADER);
+        die("out of memory for a " + std::to_string(width) + " x " + std::to_string(height) + " image");
+    }
+    return Image(image);
+}
+
+// A copy of an image (same layout and pixels).
+Image duplicate(const VskImage* src) {
+    Image copy = makeLike(src, src->nChannels, src->depth, src->height, src->width,
+                          std::string(src->colorModel, 4).c_str(), std::string(src->channelSeq, 4).c_str(),
+                          src->alphaChannel);
+    std::memcpy(copy->imageData, src->imageData, static_cast<std::size_t>(src->dataSize));
+    return copy;
+}
+
+std::string name4(const char* four) {
+    std::string s(four, 4);
+    s.erase(s.find_last_not_of('\0') + 1);
+    return s;
+}
+
+// ---- argument parsing -------------------------------------------------------------
+
+int toInt(const std::string& text, const std::string& what) {
+    char* end = nullptr;
+    errno = 0;
+    const long long v = std::strtoll(text.c_str(), &end, 0);
+    if (text.empty() || *end || errno || v < INT32_MIN || v > UINT32_MAX)
+        die("invalid " + what + " '" + text + "' (expected an integer)");
+    return static_cast<int>(static_cast<std::int64_t>(v));
+}
+
+std::vector<int> toInts(const std::string& text, std::size_t count, const std::string& what, char sep = ',') {
+    std::vector<int> out;
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t p = text.find(sep, start);
+        out.push_back(toInt(text.substr(start, p == std::string::npos ? p : p - start), what));
+        if (p == std::string::npos) break;
+        start = p + 1;
+    }
+    if (out.size() != count) die("invalid " + what + " '" + text + "' (expected " + std::to_string(count) + " numbers)");
+    return out;
+}
+
+std::pair<int, int> factor(const Args& a, const std::string& name, bool enlarge) {
+    const auto it = a.options.find(name);
+    const std::string text = it == a.options.end() ? "2/1" : it->second;
+    const std::size_t slash = text.find('/');
+    const int u = toInt(text.substr(0, slash), "factor");
+    const int l = slash == std::string::npos ? 1 : toInt(text.substr(slash + 1), "factor");
+    if (it == a.options.end() && !enlarge) return {1, 2};
+    if (u <= 0 || l <= 0) die("invalid factor '" + text + "' (expected U/L with positive U and L)");
+    if (enlarge && u < l) die("zoom enlarges: the factor " + text + " must be at least 1 (use decimate)");
+    if (!enlarge && u > l) die("decimate reduces: the factor " + text + " must be at most 1 (use zoom)");
+    return {u, l};
+}
+
+int interpolation(const Args& a) {
+    const auto it = a.options.find("interp");
+    if (it == a.options.end()) return VSK_INTER_LINEAR;
+    if (it->second == "nn" || it->second == "nearest") return VSK_INTER_NN;
+    if (it->second == "linear") return VSK_INTER_LINEAR;
+    if (it->second == "cubic") return VSK_INTER_CUBIC;
+    die("invalid interpolation '" + it->second + "' (expected nn, linear or cubic)");
+}
+
+std::string option(const Args& a, const std::string& name, const std::string& fallback) {
+    const auto it = a.options.find(name);
+    return it == a.options.end() ? fallback : it->second;
+}
+
+// Applies --roi x,y,w,h and --coi n to an image (a ROI is needed for a coi).
+void applyRoi(VskImage* image, const Args& a) {
+    const bool hasRoi = a.options.count("roi"), hasCoi = a.options.count("coi");
+    if (!hasRoi && !hasCoi) return;
+    int coi = hasCoi ? toInt(a.options.at("coi"), "channel of interest") : 0;
+    if (coi < 0 || coi > image->nChannels)
+        die("channel of interest " + std::to_string(coi) + " is outside 1.." + std::to_string(image->nChannels));
+    std::vector<int> r = {0, 0, image->width, image->height};
+    if (hasRoi) r = toInts(a.options.at("roi"), 4, "region (x,y,width,height)");
+    if (r[2] <= 0 || r[3] <= 0 || r[0] < 0 || r[1] < 0 || r[0] >= image->width || r[1] >= image->height)
+        die("region " + a.options.at("roi") + " does not lie in the " + std::to_string(image->width) + " x " +
+            std::to_string(image->height) + " image");
+    tvskDeallocate(image, VSK_FREE_ROI);
+    image->roi = tvskCreateROI(coi, r[0], r[1], r[3], r[2]);
+}
+
+// Runs one library call and stops with a message if it reported an error.
+void call(const std::string& what, const std::function<void()>& f) {
+    vskSetErrStatus(0);
+    f();
+    if (tvskGetErrStatus() < 0) die(what + " failed (status " + std::to_string(tvskGetErrStatus()) + ")");
+}
+
+// ---- commands ---------------------------------------------------------------------
+
+struct Command {
+    const char* name;
+    int inputs;  // input files before the output file
+    const char* usage;
+    const char* help;
+    std::vector<const char*> options;  // accepted options ("--x" takes a value, flags listed in kFlags)
+    std::function<void(const Args&)> run;
+};
+
+const std::set<std::string> kFlags = {"help", "reverse", "premul", "divide", "median"};
+
+// Same-size operations: the result starts as a copy of the input, and the
+// operation works inside the region (and channel) of interest.
+void unary(const Args& a, const std::string& what, const std::function<void(VskImage*, VskImage*)>& op) {
+    Image src = load(a.files[0]);
+    Image dst = duplicate(src.get());
+    applyRoi(src.get(), a);
+    applyRoi(dst.get(), a);
+    call(what, [&] { op(src.get(), dst.get()); });
+    save(dst.get(), a.files[1]);
+}
+
+std::vector<Command> commands() {
+    std::vector<Command> c;
+    c.push_back({"info", 1, "vsk info FILE", "Describes a bitmap file and the image the library makes of it.", {},
+                 [](const Args& a) {
+                     vsk::bmp::Dib dib;
+                     std::string error;
+                     if (!vsk::bmp::readFile(a.files[0], &dib, &error)) die(error);
+                     const BITMAPINFOHEADER* h = dib.header();
+                     std::printf("%s: %d x %d, %d bits per pixel, %s, %s, %u colour table entries\n", a.files[0].c_str(),
+                                 h->biWidth, h->biHeight < 0 ? -h->biHeight : h->biHeight, h->biBitCount,
+                                 h->biCompression == BI_BITFIELDS ? "bit fields" : "uncompressed",
+                                 h->biHeight < 0 ? "top-down" : "bottom-up", h->biBitCount <= 8 ? dib.tableCount() : 0);
+                     Image image(vsk::bmp::imageFromDib(dib, &error));
+                     if (!image) die(error);
+                     std::printf("image: %d channel(s)%s, depth %d%s, %s order, colour model \"%s\", channels \"%s\", "
+                                 "origin %d, align %d, row stride %d, %d bytes\n",
+                                 image->nChannels,
+                                 image->alphaChannel ? (", alpha channel " + std::to_string(image->alphaChannel)).c_str() : "",
+                                 image->depth & 0x7FFFFFFF, image->depth & VSK_DEPTH_SIGN ? "s" : "u",
+                                 image->dataOrder ? "plane" : "pixel", name4(image->colorModel).c_str(),
+                                 name4(image->channelSeq).c_str(), image->origin, image->align, image->widthStep,
+                                 image->dataSize);
+                 }});
+    c.push_back({"copy", 1, "vsk copy IN OUT [--roi x,y,w,h] [--coi N]",
+                 "Copies the region (or one channel) of IN into a new image of the region's size.",
+                 {"--roi", "--coi"},
+                 [](const Args& a) {
+                     Image src = load(a.files[0]);
+                     applyRoi(src.get(), a);
+                     const int w = src->roi ? src->roi->width : src->width;
+                     const int h = src->roi ? src->roi->height : src->height;
+                     const bool one = src->roi && src->roi->coi;
+                     Image dst = makeLike(src.get(), one ? 1 : src->nChannels, src->depth, std::min(h, src->height - (src->roi ? src->roi->yOffset : 0)),
+                                          std::min(w, src->width - (src->roi ? src->roi->xOffset : 0)),
+                                          one ? "GRAY" : name4(src->colorModel).c_str(),
+                                          one ? "G" : name4(src->channelSeq).c_str(), one ? 0 : src->alphaChannel);
+                     call("copy", [&] { tvskCopy(src.get(), dst.get(), nullptr); });
+                     save(dst.get(), a.files[1]);
+                 }});
+    c.push_back({"fill", 1, "vsk fill IN OUT --value V [--roi x,y,w,h] [--coi N]",
+                 "Fills the region (or one channel) with a value, saturated to the depth.", {"--value", "--roi", "--coi"},
+                 [](const Args& a) {
+                     const int v = toInt(option(a, "value", "0"), "value");
+                     Image img = load(a.files[0]);
+                     applyRoi(img.get(), a);
+                     call("fill", [&] { tvskSet(img.get(), v, nullptr); });
+                     save(img.get(), a.files[1]);
+                 }});
+    c.push_back({"mirror", 1, "vsk mirror IN OUT [--axis 0|1|-1] [--roi x,y,w,h] [--coi N]",
+                 "Flips about the horizontal axis (0: top row to bottom), the vertical axis (1) or both (-1).",
+                 {"--axis", "--roi", "--coi"},
+                 [](const Args& a) {
+                     const int axis = toInt(option(a, "axis", "1"), "axis");
+                     if (axis < -1 || axis > 1) die("invalid axis " + std::to_string(axis) + " (expected 0, 1 or -1)");
+                     unary(a, "mirror", [&](VskImage* s, VskImage* d) { tvskMirror(s, d, axis, nullptr); });
+                 }});
+    auto scale = [](const Args& a, bool enlarge) {
+        const auto [xu, xl] = factor(a, "x", enlarge);
+        const auto [yu, yl] = factor(a, "y", enlarge);
+        const int interp = interpolation(a);
+        Image src = load(a.files[0]);
+        applyRoi(src.get(), a);
+        const std::int64_t w = src->roi ? src->roi->width : src->width;
+        const std::int64_t h = src->roi ? src->roi->height : src->height;
+        const std::int64_t dw = w * xu / xl, dh = h * yu / yl;
+        if (dw > 1 << 16 || dh > 1 << 16) die("the result would be too large (" + std::to_string(dw) + " x " + std::to_string(dh) + ")");
+        Image dst = makeLike(src.get(), src->nChannels, src->depth, static_cast<int>(dh), static_cast<int>(dw),
+                             name4(src->colorModel).c_str(), name4(src->channelSeq).c_str(), src->alphaChannel);
+        if (enlarge) call("zoom", [&] { tvskZoom(src.get(), dst.get(), xu, xl, yu, yl, interp, nullptr); });
+        else call("decimate", [&] { tvskDecimate(src.get(), dst.get(), xu, xl, yu, yl, interp, nullptr); });
+        save(dst.get(), a.files[1]);
+    };
+    c.push_back({"zoom", 1, "vsk zoom IN OUT [--x U/L] [--y U/L] [--interp nn|linear|cubic] [--roi x,y,w,h]",
+                 "Enlarges by the factors U/L (at least 1; default 2/1) with the chosen interpolation (default linear).",
+                 {"--x", "--y", "--interp", "--roi", "--coi"}, [scale](const Args& a) { scale(a, true); }});
+    c.push_back({"decimate", 1, "vsk decimate IN OUT [--x U/L] [--y U/L] [--interp nn|linear|cubic] [--roi x,y,w,h]",
+                 "Reduces by the factors U/L (at most 1; default 1/2) with the chosen interpolation (default linear).",
+                 {"--x", "--y", "--interp", "--roi", "--coi"}, [scale](const Args& a) { scale(a, false); }});
+    c.push_back({"blur", 1,
+                 "vsk blur IN OUT [--size ROWSxCOLS] [--anchor x,y] [--border constant|replicate|reflect|wrap] [--roi ...] [--coi N]",
+                 "Replaces each pixel by the mean of a box (default 5x5, anchored at its centre); pixels beyond the "
+                 "edges follow the border mode (default replicate).",
+                 {"--size", "--anchor", "--border", "--roi", "--coi"},
+                 [](const Args& a) {
+                     const std::vector<int> size = toInts(option(a, "size", "5x5"), 2, "box size (ROWSxCOLS)", 'x');
+                     if (size[0] <= 0 || size[1] <= 0) die("the box size must be positive");
+                     std::vector<int> anchor = {size[1] / 2, size[0] / 2};
+                     if (a.options.count("anchor")) anchor = toInts(a.options.at("anchor"), 2, "anchor (x,y)");
+                     const std::string border = option(a, "border", "replicate");
+                     const std::map<std::string, int> modes = {{"constant", VSK_BORDER_CONSTANT},
+                                                               {"replicate", VSK_BORDER_REPLICATE},
+                                                               {"reflect", VSK_BORDER_REFLECT},
+                                                               {"wrap", VSK_BORDER_WRAP}};
+                     if (!modes.count(border)) die("invalid border mode '" + border + "'");
+                     unary(a, "blur", [&](VskImage* s, VskImage* d) {
+                         vskSetBorderMode(s, modes.at(border), 15, 0);
+                         tvskBlur(s, d, size[0], size[1], anchor[0], anchor[1], nullptr);
+                     });
+                 }});
+    c.push_back({"addS", 1, "vsk addS IN OUT --value V [--roi x,y,w,h] [--coi N]",
+                 "Adds a constant with saturation.", {"--value", "--roi", "--coi"},
+                 [](const Args& a) {
+                     const int v = toInt(option(a, "value", "0"), "value");
+                     unary(a, "addS", [&](VskImage* s, VskImage* d) { tvskAddS(s, d, v, nullptr); });
+                 }});
+    c.push_back({"subS", 1, "vsk subS IN OUT --value V [--reverse] [--roi x,y,w,h] [--coi N]",
+                 "Subtracts a constant with saturation (--reverse: the constant minus each sample).",
+                 {"--value", "--reverse", "--roi", "--coi"},
+                 [](const Args& a) {
+                     const int v = toInt(option(a, "value", "0"), "value");
+                     const int reverse = a.flags.count("reverse") ? 1 : 0;
+                     unary(a, "subS", [&](VskImage* s, VskImage* d) { tvskSubtractS(s, d, v, reverse, nullptr); });
+                 }});
+    c.push_back({"andS", 1, "vsk andS IN OUT --value MASK [--roi x,y,w,h] [--coi N]",
+                 "ANDs every sample with a mask (decimal or 0x hex).", {"--value", "--roi", "--coi"},
+                 [](const Args& a) {
+                     const unsigned v = static_cast<unsigned>(toInt(option(a, "value", "0xFFFFFFFF"), "mask"));
+                     unary(a, "andS", [&](VskImage* s, VskImage* d) { tvskAndS(s, d, v, nullptr); });
+                 }});
+    c.push_back({"and", 2, "vsk and A B OUT [--roi x,y,w,h]", "ANDs two images of the same layout sample by sample.",
+                 {"--roi", "--coi"},
+                 [](const Args& a) {
+                     Image first = load(a.files[0]);
+                     Image second = load(a.files[1]);
+                     Image dst = duplicate(first.get());
+                     applyRoi(first.get(), a);
+                     applyRoi(second.get(), a);
+                     applyRoi(dst.get(), a);
+                     call("and", [&] { tvskAnd(first.get(), second.get(), dst.get(), nullptr); });
+                     save(dst.get(), a.files[2]);
+                 }});
+    c.push_back({"composite", 2,
+                 "vsk composite A B OUT [--op over|in|out|atop|xor|plus] [--alpha-a V] [--alpha-b V] [--premul] [--divide]",
+                 "Composes A with B. Alphas come from the images' alpha channels, or are constants given with "
+                 "--alpha-a/--alpha-b (0..255 at 8 bits).",
+                 {"--op", "--alpha-a", "--alpha-b", "--premul", "--divide"},
+                 [](const Args& a) {
+                     const std::map<std::string, int> ops = {{"over", 0}, {"in", 1},  {"out", 2},
+                                                             {"atop", 3}, {"xor", 4}, {"plus", 5}};
+                     const std::string op = option(a, "op", "over");
+                     if (!ops.count(op)) die("invalid operator '" + op + "'");
+                     Image first = load(a.files[0]);
+                     Image second = load(a.files[1]);
+                     Image dst = duplicate(second.get());
+                     const int premul = a.flags.count("premul") ? 1 : 0, divide = a.flags.count("divide") ? 1 : 0;
+                     if (a.options.count("alpha-a") || a.options.count("alpha-b") || !first->alphaChannel) {
+                         const int alphaA = toInt(option(a, "alpha-a", first->alphaChannel ? "-1" : "255"), "alpha");
+                         const int alphaB = toInt(option(a, "alpha-b", second->alphaChannel ? "-1" : "255"), "alpha");
+                         call("composite", [&] {
+                             tvskAlphaCompositeC(first.get(), second.get(), dst.get(), ops.at(op), alphaA, alphaB, premul,
+                                                 divide, nullptr);
+                         });
+                     } else {
+                         call("composite", [&] {
+                             tvskAlphaComposite(first.get(), second.get(), dst.get(), ops.at(op), nullptr, nullptr,
+                                                nullptr, premul, divide, nullptr);
+                         });
+                     }
+                     save(dst.get(), a.files[2]);
+                 }});
+    c.push_back({"gray", 1, "vsk gray IN OUT", "Turns a colour image grey (luminance weights).", {},
+                 [](const Args& a) {
+                     Image src = load(a.files[0]);
+                     Image dst = makeLike(src.get(), 1, src->depth, src->height, src->width, "GRAY", "G");
+                     call("gray", [&] { tvskColorToGray(src.get(), dst.get(), nullptr); });
+                     save(dst.get(), a.files[1]);
+                 }});
+    c.push_back({"color", 1, "vsk color IN OUT [--fractions R,G,B]",
+                 "Spreads a grey image into three colour channels, each the grey value times its fraction "
+                 "(default: the luminance weights).",
+                 {"--fractions"},
+                 [](const Args& a) {
+                     float f[3] = {0, 0, 0};
+                     if (a.options.count("fractions")) {
+                         const std::string t = a.options.at("fractions");
+                         if (std::sscanf(t.c_str(), "%f,%f,%f", &f[0], &f[1], &f[2]) != 3)
+                             die("invalid fractions '" + t + "' (expected R,G,B)");
+                     }
+                     Image src = load(a.files[0]);
+                     if (src->nChannels != 1) die(a.files[0] + " is not a grey image (use gray first)");
+                     Image dst = makeLike(src.get(), 3, src->depth, src->height, src->width, "RGB", "BGR");
+                     call("color", [&] { tvskGrayToColor(src.get(), dst.get(), f[0], f[1], f[2], nullptr); });
+                     save(dst.get(), a.files[1]);
+                 }});
+    c.push_back({"dither", 1,
+                 "vsk dither IN OUT [--bits 1|8] [--type none|fs|jjn|stucki|ordered] [--levels N] [--jitter 0..8]",
+                 "Reduces bits. --bits 1 (default): a grey 1-bit image (colour input is turned grey first), with "
+                 "optional jitter. --bits 8: the 8-bit input is widened to 16 bits and reduced back with the dither "
+                 "filter, re-quantised to 2^levels levels per channel (default fs, levels 2).",
+                 {"--bits", "--type", "--levels", "--jitter"},
+                 [](const Args& a) {
+                     const int bits = toInt(option(a, "bits", "1"), "bits");
+                     const std::map<std::string, int> types = {{"none", 1}, {"fs", 2}, {"jjn", 4}, {"stucki", 8}, {"ordered", 16}};
+                     const std::string type = option(a, "type", bits == 1 ? "none" : "fs");
+                     if (!types.count(type)) die("invalid dither type '" + type + "'");
+                     const int levels = toInt(option(a, "levels", "2"), "levels");
+                     const int jitter = toInt(option(a, "jitter", "0"), "jitter");
+                     if (jitter < 0 || jitter > 8) die("jitter must be 0..8");
+                     Image src = load(a.files[0]);
+                     if (src->depth != VSK_8U) die(a.files[0] + " is not an 8-bit image");
+                     if (bits == 1) {
+                         if (types.at(type) != 1) die("1-bit results take no dither filter (use --jitter)");
+                         Image grey;
+                         if (src->nChannels != 1) {
+                             grey = makeLike(src.get(), 1, VSK_8U, src->height, src->width, "GRAY", "G");
+                             call("gray", [&] { tvskColorToGray(src.get(), grey.get(), nullptr); });
+                         } else {
+                             grey = std::move(src);
+                         }
+                         Image dst = makeLike(grey.get(), 1, VSK_1U, grey->height, grey->width, "GRAY", "G");
+                         call("dither", [&] { vskReduceBits(grey.get(), dst.get(), jitter, 1, 0, nullptr); });
+                         save(dst.get(), a.files[1]);
+                     } else if (bits == 8) {
+                         Image wide = makeLike(src.get(), src->nChannels, VSK_16U, src->height, src->width,
+                                               name4(src->colorModel).c_str(), name4(src->channelSeq).c_str(),
+                                               src->alphaChannel);
+                         // Widen row by row: v x 257 maps 0..255 onto 0..65535.
+                         const std::int64_t s8 = src->widthStep, s16 = wide->widthStep;
+                         const int planes = src->dataOrder ? src->nChannels : 1;
+                         const std::int64_t perRow = static_cast<std::int64_t>(src->width) * (src->dataOrder ? 1 : src->nChannels);
+                         for (int p = 0; p < planes; ++p)
+                             for (int y = 0; y < src->height; ++y) {
+                                 const auto* in = reinterpret_cast<const std::uint8_t*>(src->imageData) + (static_cast<std::int64_t>(p) * src->height + y) * s8;
+                                 auto* out = reinterpret_cast<std::uint16_t*>(wide->imageData + (static_cast<std::int64_t>(p) * src->height + y) * s16);
+                                 for (std::int64_t k = 0; k < perRow; ++k) out[k] = static_cast<std::uint16_t>(in[k] * 257);
+                             }
+                         Image dst = makeLike(src.get(), src->nChannels, VSK_8U, src->height, src->width,
+                                              name4(src->colorModel).c_str(), name4(src->channelSeq).c_str(),
+                                              src->alphaChannel);
+                         call("dither", [&] { vskReduceBits(wide.get(), dst.get(), jitter, types.at(type), levels, nullptr); });
+                         save(dst.get(), a.files[1]);
+                     } else {
+                         die("--bits must be 1 or 8");
+                     }
+                 }});
+    c.push_back({"palette", 1, "vsk palette IN OUT [--colors 2|16|256] [--median]",
+                 "Writes a bitmap with a colour table: the fixed table of that size, or (--median) a median-cut "
+                 "table built from the image; each pixel takes the nearest entry.",
+                 {"--colors", "--median"},
+                 [](const Args& a) {
+                     const int colors = toInt(option(a, "colors", "256"), "colour count");
+                     const int bits = colors == 2 ? 1 : colors == 16 ? 4 : colors == 256 ? 8 : 0;
+                     if (!bits) die("--colors must be 2, 16 or 256");
+                     Image src = load(a.files[0]);
+                     vsk::bmp::SaveOptions options;
+                     options.bitCount = bits;
+                     options.paletteConversion = a.flags.count("median") ? 2 : 1;
+                     save(src.get(), a.files[1], options);
+                 }});
+    return c;
+}
+
+void usage(const std::vector<Command>& cmds) {
+    std::fprintf(stderr,
+                 "usage: vsk COMMAND ARGS... (vsk COMMAND --help for details)\n"
+                 "       vsk demo [DIR]   draw a test card, run a tour of the commands, write DIR/index.html\n\ncommands:\n");
+    for (const Command& c : cmds) std::fprintf(stderr, "  %s\n", c.usage);
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& argv) {
+    const std::vector<Command> cmds = commands();
+    if (argv.empty() || argv[0] == "--help" || argv[0] == "-h" || argv[0] == "help") {
+        usage(cmds);
+        return argv.empty() ? 2 : 0;
+    }
+    vskSetErrorHandler(printReport);
+    try {
+        if (argv[0] == "demo") {
+            if (argv.size() > 2) die("usage: vsk demo [DIR]");
+            if (argv.size() == 2 && (argv[1] == "--help" || argv[1] == "-h")) {
+                std::printf("vsk demo [DIR]\nDraws a test card, runs a tour of the commands on it and writes the "
+                            "results and an index.html contact sheet into DIR (default vsk-demo).\n");
+                return 0;
+            }
+            return demo(argv.size() == 2 ? argv[1] : "vsk-demo");
+        }
+        const Command* cmd = nullptr;
+        for (const Command& c : cmds)
+            if (argv[0] == c.name) cmd = &c;
+        if (!cmd) {
+            std::fprintf(stderr, "vsk: unknown command '%s'\n", argv[0].c_str());
+            usage(cmds);
+            return 2;
+        }
+        Args a;
+        for (std::size_t i = 1; i < argv.size(); ++i) {
+            const std::string& t = argv[i];
+            if (t == "-h") {
+                a.flags.insert("help");
+            } else if (t.rfind("--", 0) == 0 && t.size() > 2) {
+                std::string name = t.substr(2), value;
+                const std::size_t eq = name.find('=');
+                if (eq != std::string::npos) {
+                    value = name.substr(eq + 1);
+                    name = name.substr(0, eq);
+                }
+                if (kFlags.count(name)) {
+                    a.flags.insert(name);
+                    continue;
+                }
+                bool known = false;
+                for (const char* o : cmd->options) known |= name == o + 2;
+                if (!known) die(std::string(cmd->name) + ": unknown option --" + name + " (see vsk " + cmd->name + " --help)");
+                if (eq == std::string::npos) {
+                    if (i + 1 >= argv.size()) die(std::string(cmd->name) + ": option --" + name + " needs a value");
+                    value = argv[++i];
+                }
+                a.options[name] = value;
+            } else {
+                a.files.push_back(t);
+            }
+        }
+        if (a.flags.count("help")) {
+            std::printf("%s\n%s\n", cmd->usage, cmd->help);
+            return 0;
+        }
+        if (static_cast<int>(a.files.size()) != cmd->inputs + (std::string(cmd->name) == "info" ? 0 : 1)) {
+            std::fprintf(stderr, "vsk: %s: expected %d file(s)\nusage: %s\n", cmd->name,
+                         cmd->inputs + (std::string(cmd->name) == "info" ? 0 : 1), cmd->usage);
+            return 2;
+        }
+        cmd->run(a);
+        return 0;
+    } catch (const Failure& f) {
+        std::fprintf(stderr, "vsk: %s: %s\n", argv[0].c_str(), f.message.c_str());
+        return 1;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "vsk: %s: out of memory\n", argv[0].c_str());
+        return 1;
+    }
+}
+
+}  // namespace vsk::cli
