@@ -35,19 +35,22 @@ struct DstView {
     int bit = 0;  // first bit of a 1-bit row (most significant first)
 };
 
-// Everything one kernel call needs.
+// Everything one kernel call needs. The column tables hold one entry per
+// processed value of a destination row (pixel by pixel, channels inner).
+// Interpolation reads `taps` consecutive source pixels from the first one.
 struct KernelRun {
     SrcView src;
     DstView dst;
     int planes = 1;     // planes processed (plane order), 1 in pixel order
     int channels = 1;   // interleaved channels processed per pixel
+    int tapStep = 1;    // source elements from one pixel to the next
     int dstPixel = 1;   // destination elements from one pixel to the next
     int cols = 0, rows = 0;
-    const int* colIdx = nullptr;   // cols x column taps: source element offsets (bit columns for 1-bit)
-    const int* colFrac = nullptr;  // cols x 3: f, f*f >> 8, f*f*f >> 16
-    const int* rowIdx = nullptr;   // rows x row taps: source rows of the view
-    const int* rowFrac = nullptr;  // rows x 3, as colFrac
-    void* work = nullptr;          // row taps x cols x channels 32-bit values
+    const int* colOff = nullptr;     // cols*channels: element offset of the first tap (bit column for 1-bit)
+    const int* colWeight = nullptr;  // column taps x cols*channels
+    const int* rowIdx = nullptr;     // rows x row taps: source rows of the view
+    const int* rowWeight = nullptr;  // rows x row taps
+    void* work = nullptr;            // row taps x cols*channels 32-bit values
 };
 using Kernel = void (*)(const KernelRun&);
 
@@ -55,6 +58,11 @@ struct KernelEntry {
     Kernel run = nullptr;
     bool usesWork = false;  // needs the horizontal results of its source rows in `work`
 };
+
+// The fixed-point weights of the taps (2: linear, 4: cubic) at fraction f
+// (1/256 units): linear sums them with the samples, cubic shifts that sum
+// right by 8.
+void tapWeights(int taps, int f, int* w);
 
 // The kernel for a 1-, 8- or 16-bit depth. Nearest neighbour and 1-bit data
 // pick; otherwise hInterp/vInterp say which axes are interpolated (at least one).

@@ -39,25 +39,30 @@ RunResult noMemory() {
 }
 
 // Source pixels of destination pixels [first, first + n) along one axis:
-// `taps` indices each (the pixel itself, or its interpolation neighbours)
-// and the fraction with its square and cube.
-void fillAxis(const Axis& a, int first, int n, int* idx, int* frac) {
+// `taps` consecutive indices each (the pixel itself, or its interpolation
+// neighbourhood) and their weights.
+void fillAxis(const Axis& a, int first, int n, int* idx, int* weight) {
     const int lead = a.taps == 4 ? 1 : 0;  // cubic reads from one pixel before
     for (int k = 0; k < n; ++k) {
         std::int64_t pos = a.start + (std::int64_t{first} + k) * a.step;
-        int f = 0;
+        int* w = weight + k * a.taps;
+        w[0] = 1;
         if (a.interpolated) {
             // Interpolated positions sit one 1/256 early, except exactly 0.
             if (pos != 0) --pos;
-            f = static_cast<int>(pos & 255);
+            tapWeights(a.taps, static_cast<int>(pos & 255), w);
         }
-        const std::int64_t i = pos >> 8;
-        for (int t = 0; t < a.taps; ++t)
-            // Neighbours past the image's edge repeat the edge pixel, so no read leaves the source.
-            idx[k * a.taps + t] = static_cast<int>(std::clamp<std::int64_t>(i + t - lead, 0, a.extent - 1));
-        frac[3 * k] = f;
-        frac[3 * k + 1] = (f * f) >> 8;
-        frac[3 * k + 2] = (f * f * f) >> 16;
+        const std::int64_t i = (pos >> 8) - lead;
+        // Neighbours past the image's edge repeat the edge pixel, so no read
+        // leaves the source: their weights move onto the pixels they repeat.
+        const std::int64_t base = std::clamp<std::int64_t>(i, 0, a.extent - a.taps);
+        if (base != i) {
+            int moved[4] = {};
+            for (int t = 0; t < a.taps; ++t)
+                moved[std::clamp<std::int64_t>(i + t, 0, a.extent - 1) - base] += w[t];
+            std::copy(moved, moved + a.taps, w);
+        }
+        for (int t = 0; t < a.taps; ++t) idx[k * a.taps + t] = static_cast<int>(base + t);
     }
 }
 
@@ -152,34 +157,24 @@ private:
 }  // namespace
 
 RunResult runPiece(const Plan& plan, const Piece& piece) {
-    const std::int64_t nColIdx = std::int64_t{piece.cols} * plan.x.taps;
+    const int TH = plan.x.taps, nc = plan.channels;
+    const std::int64_t nColIdx = std::int64_t{piece.cols} * TH;
     const std::int64_t nRowIdx = std::int64_t{piece.rows} * plan.y.taps;
-    const std::int64_t nWork =
-        plan.kernel.usesWork ? std::int64_t{plan.y.taps} * piece.cols * plan.channels : 0;
+    const std::int64_t values = std::int64_t{piece.cols} * nc;
+    const std::int64_t nWork = plan.kernel.usesWork ? plan.y.taps * values : 0;
     Scratch tables;
-    if (!tables.allocate((nColIdx + nRowIdx + 3 * (std::int64_t{piece.cols} + piece.rows) + nWork) *
-                         std::int64_t{sizeof(int)}))
+    if (!tables.allocate((2 * (nColIdx + nRowIdx) + (TH + 1) * values + nWork) * std::int64_t{sizeof(int)}))
         return noMemory();
     int* colIdx = reinterpret_cast<int*>(tables.get());
-    int* colFrac = colIdx + nColIdx;
-    int* rowIdx = colFrac + 3 * std::int64_t{piece.cols};
-    int* rowFrac = rowIdx + nRowIdx;
-    fillAxis(plan.x, piece.col0, piece.cols, colIdx, colFrac);
-    fillAxis(plan.y, piece.row0, piece.rows, rowIdx, rowFrac);
+    int* colWeight = colIdx + nColIdx;
+    int* rowIdx = colWeight + nColIdx;
+    int* rowWeight = rowIdx + nRowIdx;
+    int* colOff = rowWeight + nRowIdx;
+    int* colW = colOff + values;
+    fillAxis(plan.x, piece.col0, piece.cols, colIdx, colWeight);
+    fillAxis(plan.y, piece.row0, piece.rows, rowIdx, rowWeight);
 
     KernelRun run;
-    run.dst = piece.dst;
-    run.planes = plan.planes;
-    run.channels = plan.channels;
-    run.dstPixel = plan.dstPixel;
-    run.cols = piece.cols;
-    run.rows = piece.rows;
-    run.colIdx = colIdx;
-    run.colFrac = colFrac;
-    run.rowIdx = rowIdx;
-    run.rowFrac = rowFrac;
-    run.work = nWork ? rowFrac + 3 * std::int64_t{piece.rows} : nullptr;
-
     const VskImage* src = plan.src;
     int colOrigin = 0;
     GatheredRows gathered;
@@ -198,8 +193,28 @@ RunResult runPiece(const Plan& plan, const Piece& piece) {
                                             : std::int64_t{plan.srcChannel} * plan.bytes),
                    stride, planeSize};
     }
+    // One entry per processed value of a destination row, each tap's weights
+    // in an array of their own.
     const int scale = plan.bits ? 1 : plan.srcPixel;
-    for (std::int64_t i = 0; i < nColIdx; ++i) colIdx[i] = (colIdx[i] - colOrigin) * scale;
+    for (int k = 0; k < piece.cols; ++k)
+        for (int c = 0; c < nc; ++c) {
+            const std::int64_t i = std::int64_t{k} * nc + c;
+            colOff[i] = (colIdx[k * TH] - colOrigin) * scale + c;
+            for (int t = 0; t < TH; ++t) colW[t * values + i] = colWeight[k * TH + t];
+        }
+
+    run.dst = piece.dst;
+    run.planes = plan.planes;
+    run.channels = nc;
+    run.tapStep = scale;
+    run.dstPixel = plan.dstPixel;
+    run.cols = piece.cols;
+    run.rows = piece.rows;
+    run.colOff = colOff;
+    run.colWeight = colW;
+    run.rowIdx = rowIdx;
+    run.rowWeight = rowWeight;
+    run.work = nWork ? colW + TH * values : nullptr;
     plan.kernel.run(run);
     return RunResult::Done;
 }

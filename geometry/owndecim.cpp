@@ -4,31 +4,46 @@
 //
 // The interpolating kernels are separable: each source row a destination row
 // reads is first reduced horizontally (kept while later rows still use it),
-// then the rows are combined vertically. That is exactly the order in which
-// the fixed-point formulas evaluate, so the split changes no result.
+// then the rows are combined vertically. That is the order in which the
+// fixed-point formulas evaluate, so the split changes no result.
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 #include "decimate.hpp"
 
 namespace vsk::decim {
 
+void tapWeights(int taps, int f, int* w) {
+    if (taps == 2) {
+        // Linear: p0 (256 - f) + p1 f.
+        w[0] = 256 - f;
+        w[1] = f;
+        return;
+    }
+    // Cubic: 6 p1 + ((f2 (3p0 - 6p1 + 3p2) + f3 (3p1 - p0 - 3p2 + p3) + f (-2p0 - 3p1 + 6p2 - p3)) >> 8),
+    // six times the cubic through the samples at offsets -1, 0, 1, 2, gathered
+    // by sample; 6 p1 joins the sum as 1536 p1, which the shift gives back whole.
+    const int f2 = (f * f) >> 8, f3 = (f * f * f) >> 16;
+    w[0] = 3 * f2 - f3 - 2 * f;
+    w[1] = 1536 - 6 * f2 + 3 * f3 - 3 * f;
+    w[2] = 3 * f2 - 3 * f3 + 6 * f;
+    w[3] = f3 - f;
+}
+
 namespace {
 
-// Linear: value = p0 (256 - f) + p1 f along an axis; both axes give the
-// weighted sum over 65536, one axis over 256, each rounded half up. At most
-// 65535 * 65536, so unsigned 32 bits hold it at 16 bits too.
+// Linear: the weighted sum along an axis; both axes give the sum over 65536,
+// one axis over 256, each rounded half up. At most 65535 * 65536, so unsigned
+// 32 bits hold it at 16 bits too.
 struct Linear {
     static constexpr int taps = 2;
     using Acc = std::uint32_t;
     template <class>
     using Wide = std::uint32_t;
 
-    template <class W, class P>
-    static W along(const P (&p)[2], const int* f) {
-        return static_cast<W>(p[0]) * static_cast<W>(256 - f[0]) +
-               static_cast<W>(p[1]) * static_cast<W>(f[0]);
+    template <class W>
+    static W along(W sum) {
+        return sum;
     }
     template <class T, bool twoAxes, class W>
     static T finish(W v) {
@@ -37,8 +52,7 @@ struct Linear {
     }
 };
 
-// Cubic: six times the cubic through the samples at offsets -1, 0, 1, 2 along
-// an axis (f2 = f*f >> 8, f3 = f*f*f >> 16); both axes give 36 times the
+// Cubic: six times the value along an axis; both axes give 36 times the
 // value, one axis 6 times, divided truncating toward zero and clamped.
 struct Cubic {
     static constexpr int taps = 4;
@@ -47,25 +61,20 @@ struct Cubic {
     template <class T>
     using Wide = std::conditional_t<sizeof(T) == 1, std::int32_t, std::int64_t>;
 
-    template <class W, class P>
-    static W along(const P (&p)[4], const int* f) {
-        const W p0 = p[0], p1 = p[1], p2 = p[2], p3 = p[3];
-        return 6 * p1 + ((f[1] * (3 * p0 - 6 * p1 + 3 * p2) + f[2] * (3 * p1 - p0 - 3 * p2 + p3) +
-                          f[0] * (-2 * p0 - 3 * p1 + 6 * p2 - p3)) >>
-                         8);
+    template <class W>
+    static W along(W sum) {
+        return sum >> 8;
     }
     template <class T, bool twoAxes, class W>
     static T finish(W v) {
         constexpr W divisor = twoAxes ? 36 : 6;
-        const W q = v / divisor;
-        return static_cast<T>(std::clamp<W>(q, 0, std::numeric_limits<T>::max()));
+        return static_cast<T>(std::clamp<W>(v / divisor, 0, std::numeric_limits<T>::max()));
     }
 };
 
-// Keeps the horizontal results of the last few source rows. `need` lists the
-// source rows of one destination row (ascending, repeats allowed at the
-// edges); rows already kept are reused, the others are reduced into slots
-// that no needed row holds.
+// Keeps the horizontal results of the last few source rows. Each destination
+// row reads N distinct rows, ascending; rows already kept are reused, the
+// others are reduced into slots that no needed row holds.
 template <int N, class Acc>
 class RowCache {
 public:
@@ -86,9 +95,6 @@ public:
                 }
         }
         for (int t = 0; t < N; ++t) {
-            if (slot[t] >= 0) continue;
-            for (int u = 0; u < t; ++u)
-                if (need[u] == need[t]) slot[t] = slot[u];
             if (slot[t] >= 0) continue;
             int s = 0;
             while (kept[s]) ++s;
@@ -116,6 +122,20 @@ T* dstRow(const KernelRun& r, int plane, int row) {
     return reinterpret_cast<T*>(r.dst.base + plane * r.dst.planeStride + row * r.dst.rowStride);
 }
 
+// Stores the values of one destination row: straight when the processed
+// channels fill each pixel, else pixel by pixel.
+template <class T, class Value>
+void storeRow(const KernelRun& r, T* out, Value&& value) {
+    const int nc = r.channels;
+    if (r.dstPixel == nc) {
+        const std::int64_t n = std::int64_t{r.cols} * nc;
+        for (std::int64_t i = 0; i < n; ++i) out[i] = value(i);
+        return;
+    }
+    for (int k = 0; k < r.cols; ++k)
+        for (int c = 0; c < nc; ++c) out[k * r.dstPixel + c] = value(std::int64_t{k} * nc + c);
+}
+
 // Linear and cubic: H and V say whether the columns and the rows are
 // interpolated (the other axis, if any, is picked).
 template <class T, class M, bool H, bool V>
@@ -124,45 +144,40 @@ void interpolateKernel(const KernelRun& r) {
     constexpr int TV = V ? M::taps : 1;
     using Acc = typename M::Acc;
     using W = typename M::template Wide<T>;
-    const int nc = r.channels;
-    const std::int64_t length = std::int64_t{r.cols} * nc;
+    const std::int64_t n = std::int64_t{r.cols} * r.channels;
+    const int step = r.tapStep;
 
     for (int p = 0; p < r.planes; ++p) {
-        // One source row reduced along the columns, all channels interleaved.
+        // One source row reduced along the columns.
         auto reduce = [&](int row, Acc* h) {
             const T* in = srcRow<T>(r, p, row);
-            for (int k = 0; k < r.cols; ++k) {
-                const int* off = r.colIdx + k * TH;
-                for (int c = 0; c < nc; ++c) {
-                    if constexpr (H) {
-                        T v[TH];
-                        for (int t = 0; t < TH; ++t) v[t] = in[off[t] + c];
-                        h[k * nc + c] = M::template along<Acc>(v, r.colFrac + 3 * k);
-                    } else {
-                        h[k * nc + c] = in[off[0] + c];
-                    }
+            for (std::int64_t i = 0; i < n; ++i) {
+                const T* q = in + r.colOff[i];
+                if constexpr (H) {
+                    Acc sum = 0;
+                    for (int t = 0; t < TH; ++t)
+                        sum += static_cast<Acc>(r.colWeight[t * n + i]) * static_cast<Acc>(q[t * step]);
+                    h[i] = M::along(sum);
+                } else {
+                    h[i] = q[0];
                 }
             }
         };
-        RowCache<TV, Acc> cache(static_cast<Acc*>(r.work), length);
+        RowCache<TV, Acc> cache(static_cast<Acc*>(r.work), n);
         for (int y = 0; y < r.rows; ++y) {
             const Acc* h[TV];
             cache.fetch(r.rowIdx + y * TV, h, reduce);
-            T* out = dstRow<T>(r, p, y);
-            const int* fy = r.rowFrac + 3 * y;
-            for (int k = 0; k < r.cols; ++k)
-                for (int c = 0; c < nc; ++c) {
-                    const std::int64_t i = std::int64_t{k} * nc + c;
-                    W v;
-                    if constexpr (V) {
-                        Acc col[TV];
-                        for (int t = 0; t < TV; ++t) col[t] = h[t][i];
-                        v = M::template along<W>(col, fy);
-                    } else {
-                        v = h[0][i];
-                    }
-                    out[k * r.dstPixel + c] = M::template finish<T, H && V>(v);
+            W w[TV];
+            for (int t = 0; t < TV; ++t) w[t] = static_cast<W>(r.rowWeight[y * TV + t]);
+            storeRow(r, dstRow<T>(r, p, y), [&](std::int64_t i) {
+                if constexpr (V) {
+                    W sum = 0;
+                    for (int t = 0; t < TV; ++t) sum += w[t] * static_cast<W>(h[t][i]);
+                    return M::template finish<T, H && V>(M::along(sum));
+                } else {
+                    return M::template finish<T, H && V>(static_cast<W>(h[0][i]));
                 }
+            });
         }
     }
 }
@@ -173,14 +188,7 @@ void pickKernel(const KernelRun& r) {
     for (int p = 0; p < r.planes; ++p)
         for (int y = 0; y < r.rows; ++y) {
             const T* in = srcRow<T>(r, p, r.rowIdx[y]);
-            T* out = dstRow<T>(r, p, y);
-            if (r.channels == 1) {
-                for (int k = 0; k < r.cols; ++k) out[k * r.dstPixel] = in[r.colIdx[k]];
-                continue;
-            }
-            for (int k = 0; k < r.cols; ++k)
-                for (int c = 0; c < r.channels; ++c)
-                    out[k * r.dstPixel + c] = in[r.colIdx[k] + c];
+            storeRow(r, dstRow<T>(r, p, y), [&](std::int64_t i) { return in[r.colOff[i]]; });
         }
 }
 
@@ -193,9 +201,8 @@ void bitKernel(const KernelRun& r) {
         int pos = r.dst.bit & 7;
         unsigned bits = 0, mask = 0;
         for (int k = 0; k < r.cols; ++k) {
-            const int x = r.colIdx[k];
-            const unsigned b = (in[x >> 3] >> (7 - (x & 7))) & 1u;
-            bits |= b << (7 - pos);
+            const int x = r.colOff[k];
+            bits |= ((in[x >> 3] >> (7 - (x & 7))) & 1u) << (7 - pos);
             mask |= 1u << (7 - pos);
             if (++pos == 8) {
                 *out = static_cast<unsigned char>((*out & ~mask) | bits);
