@@ -83,4 +83,3 @@ BENCHMARK(BM_CopyBitsShifted)->Apply(sizes);
 
 }  // namespace
 
-BENCHMARK_MAIN();
