@@ -1,4 +1,6 @@
 // Bitwise AND of every processed sample with a constant.
+#include "vectorize.hpp"  // first: applies to everything below
+
 #include "bandwalk.hpp"
 
 namespace {
