@@ -39,53 +39,38 @@ void BM_Memcpy(benchmark::State& state) {
     setBytes(state, im.a);
 }
 
+// Runs op(a, b, dst) on images of one depth; with `rows` the destination's
+// ROI leaves out the first column, so that the rows are processed one by one.
+template <class Op>
+void run(benchmark::State& state, unsigned depth, bool rows, Op op) {
+    const int side = static_cast<int>(state.range(0));
+    Images im(1, depth, side);
+    if (rows) im.dst->roi = tvskCreateROI(0, 1, 0, side, side - 1);
+    for (auto _ : state) op(im.a, im.b, im.dst);
+    setBytes(state, im.a);
+}
+
 void BM_AddS8u(benchmark::State& state) {
-    Images im(1, VSK_8U, static_cast<int>(state.range(0)));
-    for (auto _ : state) tvskAddS(im.a, im.dst, 17, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_8U, false, [](VskImage* a, VskImage*, VskImage* d) { tvskAddS(a, d, 17, nullptr); });
 }
-
-// A ROI one column short of the width: row by row instead of one run.
 void BM_AddS8uRows(benchmark::State& state) {
-    const int side = static_cast<int>(state.range(0));
-    Images im(1, VSK_8U, side);
-    im.dst->roi = tvskCreateROI(0, 1, 0, side, side - 1);
-    for (auto _ : state) tvskAddS(im.a, im.dst, -17, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_8U, true, [](VskImage* a, VskImage*, VskImage* d) { tvskAddS(a, d, -17, nullptr); });
 }
-
 void BM_AddS16s(benchmark::State& state) {
-    Images im(1, VSK_16S, static_cast<int>(state.range(0)));
-    for (auto _ : state) tvskAddS(im.a, im.dst, 1000, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_16S, false, [](VskImage* a, VskImage*, VskImage* d) { tvskAddS(a, d, 1000, nullptr); });
 }
-
 void BM_AddS32s(benchmark::State& state) {
-    Images im(1, VSK_32S, static_cast<int>(state.range(0)));
-    for (auto _ : state) tvskAddS(im.a, im.dst, -100000, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_32S, false, [](VskImage* a, VskImage*, VskImage* d) { tvskAddS(a, d, -100000, nullptr); });
 }
-
 void BM_SubtractS8sReversed(benchmark::State& state) {
-    Images im(1, VSK_8S, static_cast<int>(state.range(0)));
-    for (auto _ : state) tvskSubtractS(im.a, im.dst, 20, 1, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_8S, false,
+        [](VskImage* a, VskImage*, VskImage* d) { tvskSubtractS(a, d, 20, 1, nullptr); });
 }
-
 void BM_AndS8uRows(benchmark::State& state) {
-    const int side = static_cast<int>(state.range(0));
-    Images im(1, VSK_8U, side);
-    im.dst->roi = tvskCreateROI(0, 1, 0, side, side - 1);
-    for (auto _ : state) tvskAndS(im.a, im.dst, 0x3C, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_8U, true, [](VskImage* a, VskImage*, VskImage* d) { tvskAndS(a, d, 0x3C, nullptr); });
 }
-
 void BM_And16uRows(benchmark::State& state) {
-    const int side = static_cast<int>(state.range(0));
-    Images im(1, VSK_16U, side);
-    im.dst->roi = tvskCreateROI(0, 1, 0, side, side - 1);
-    for (auto _ : state) tvskAnd(im.a, im.b, im.dst, nullptr);
-    setBytes(state, im.a);
+    run(state, VSK_16U, true, [](VskImage* a, VskImage* b, VskImage* d) { tvskAnd(a, b, d, nullptr); });
 }
 
 }  // namespace

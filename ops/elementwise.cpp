@@ -3,6 +3,30 @@
 
 namespace vsk {
 
+namespace {
+
+// Channels an image contributes: 1 when its ROI selects a channel, else all.
+int channelCount(const VskImage* image) { return roiCoi(image) != 0 ? 1 : image->nChannels; }
+
+// No ROI, or one that starts at the origin, covers the image and keeps every
+// channel (coi 0, or coi 1 of a one-channel image).
+bool coversWholeImage(const VskImage* image) {
+    const VskROI* roi = image->roi;
+    if (!roi) return true;
+    return roi->xOffset == 0 && roi->yOffset == 0 && roi->height >= image->height &&
+           roi->width >= image->width && (roi->coi == 0 || (roi->coi == 1 && image->nChannels == 1));
+}
+
+bool sameWholeBuffer(const VskImage* a, const VskImage* b) {
+    return a->width == b->width && a->height == b->height && a->dataSize == b->dataSize &&
+           coversWholeImage(a) && coversWholeImage(b);
+}
+
+// Selects one channel of several.
+bool selectsChannel(const VskImage* image) { return roiCoi(image) != 0 && image->nChannels > 1; }
+
+}  // namespace
+
 bool failsOperandChecks(VskImage* const* images, int count, const int* headerLines,
                         const SourceChecks* sources, const Site& site) {
     for (int i = 0; i < count; ++i)
@@ -27,31 +51,12 @@ bool failsOperandChecks(VskImage* const* images, int count, const int* headerLin
     return false;
 }
 
-namespace {
-
-// No ROI, or one that starts at the origin, covers the image and keeps every
-// channel (coi 0, or coi 1 of a one-channel image).
-bool coversWholeImage(const VskImage* image) {
-    const VskROI* roi = image->roi;
-    if (!roi) return true;
-    return roi->xOffset == 0 && roi->yOffset == 0 && roi->height >= image->height &&
-           roi->width >= image->width && (roi->coi == 0 || (roi->coi == 1 && image->nChannels == 1));
-}
-
-bool sameWholeBuffer(const VskImage* a, const VskImage* b) {
-    return a->width == b->width && a->height == b->height && a->dataSize == b->dataSize &&
-           coversWholeImage(a) && coversWholeImage(b);
-}
-
-// Selects one channel of several.
-bool selectsChannel(const VskImage* image) { return roiCoi(image) != 0 && image->nChannels > 1; }
-
-}  // namespace
-
 bool planRegion(VskImage* const* images, int count, CoiMix mix, WholeUnit unit, Region* region) {
     Region& r = *region;
     r = Region{};
     r.count = count;
+    // A header without a buffer of its own (a tiled image that did not start
+    // a tile walk) leaves the call without effect.
     for (int i = 0; i < count; ++i)
         if (!images[i]->imageData) return false;
     const VskImage* dst = images[count - 1];

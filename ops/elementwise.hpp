@@ -34,14 +34,9 @@ inline constexpr const char* kSrcDepthText = "(srcImage->depth != dstImage->dept
 inline constexpr const char* kSrcOrderText = "(srcImage->dataOrder != dstImage->dataOrder)";
 inline constexpr const char* kSrcChannelsText = "(nChSrc != nChDst)";
 
-// Channels an image contributes: 1 when its ROI selects a channel, else all.
-inline int channelCount(const VskImage* image) {
-    return image->roi && image->roi->coi != 0 ? 1 : image->nChannels;
-}
-
 // Every header through the validator (one line per operand), then the depth of
 // every source against the destination, then the data orders, then the
-// channel counts. Reports the first failure with status -5 and returns true.
+// channel counts (1 when a ROI selects a channel, else nChannels). Reports the first failure with status -5 and returns true.
 bool failsOperandChecks(VskImage* const* images, int count, const int* headerLines,
                         const SourceChecks* sources, const Site& site);
 
@@ -207,22 +202,14 @@ T wrapAdd(T a, T b) {
     return static_cast<T>(static_cast<U>(static_cast<U>(a) + static_cast<U>(b)));
 }
 
-// s + v saturated, for v >= 0: samples above the threshold max - v give max.
-template <class T, bool Invert>
-struct SaturateUp {
+// s + v saturated through a threshold: for v >= 0 (Up) samples above
+// max - v give max, for v < 0 samples below min - v give min.
+template <class T, bool Invert, bool Up>
+struct SaturateAdd {
     T limit, v;
     T operator()(T s) const {
         if constexpr (Invert) s = static_cast<T>(~s);
-        return wrapAdd(std::min(s, limit), v);
-    }
-};
-// s + v saturated, for v < 0: samples below the threshold min - v give min.
-template <class T, bool Invert>
-struct SaturateDown {
-    T limit, v;
-    T operator()(T s) const {
-        if constexpr (Invert) s = static_cast<T>(~s);
-        return wrapAdd(std::max(s, limit), v);
+        return wrapAdd(Up ? std::min(s, limit) : std::max(s, limit), v);
     }
 };
 
@@ -236,9 +223,9 @@ void addSaturated(const Region& r, std::int64_t c) {
     constexpr std::int64_t hi = std::numeric_limits<T>::max();
     c = std::clamp(c, lo - hi, hi - lo);
     if (c >= 0)
-        mapRegion1<T>(r, SaturateUp<T, Invert>{static_cast<T>(hi - c), static_cast<T>(c)});
+        mapRegion1<T>(r, SaturateAdd<T, Invert, true>{static_cast<T>(hi - c), static_cast<T>(c)});
     else
-        mapRegion1<T>(r, SaturateDown<T, Invert>{static_cast<T>(lo - c), static_cast<T>(c)});
+        mapRegion1<T>(r, SaturateAdd<T, Invert, false>{static_cast<T>(lo - c), static_cast<T>(c)});
 }
 
 }  // namespace vsk
