@@ -1,7 +1,59 @@
-// Bitwise AND with a constant (not yet implemented).
-#include "vsk_internal.h"
+// Bitwise AND of every processed sample with a constant.
+#include "vectorize.hpp"  // first: applies to everything below
+
+#include "bandwalk.hpp"
+
+namespace {
+
+using namespace vsk;
+
+const Site kSite{"vskAndS", "vskands"};
+const int kHeaderLines[] = {675, 676};
+const SourceChecks kSourceChecks[] = {
+    {kSrcDepthText, 678, kSrcOrderText, 679, kSrcChannelsText, 692}};
+const BandWalk kWalk{kSite,
+                     {746, 747, 748, 749},
+                     {{VSK_TILE_DATA_TEXTS("srcImage"), {791, 831, 837, 880}, true},
+                      {VSK_TILE_DATA_TEXTS("dstImage"), {810, 852, 858, 885}, true}}};
+
+// The constant widened to a 32-bit mask: bit 0 for 1-bit data, the low byte
+// or half-word repeated, or the value itself.
+std::uint32_t widenMask(unsigned depth, std::uint32_t value) {
+    switch (depthBits(depth)) {
+        case 1: return (value & 1u) ? ~0u : 0u;
+        case 8: return (value & 0xFFu) * 0x01010101u;
+        case 16: return (value & 0xFFFFu) * 0x00010001u;
+        default: return value;
+    }
+}
+
+void andKernel(VskImage* const* images, std::uint32_t mask) {
+    Region r;
+    // A one-channel image without a channel of interest takes part with its
+    // only channel beside an image that selects one.
+    if (!planRegion(images, 2, CoiMix::Channel0, WholeUnit::Word, &r)) return;
+    const int bytes = depthBytes(images[1]->depth);
+    if (r.whole || bytes == 0) {  // 32-bit words, or 1-bit rows
+        mapBitLogic(r, 0, mask, 0);
+        return;
+    }
+    // Signedness plays no part: one kernel per element size.
+    dispatchElementSize(bytes, [&](auto t) {
+        using U = decltype(t);
+        mapRegion1<U>(r, bitLogic<U>(0, mask, 0));
+    });
+}
+
+}  // namespace
 
 extern "C" {
 
-VSK_API void VSK_CALL tvskAndS(VskImage*, VskImage*, unsigned int, const int*) {}
+VSK_API void VSK_CALL tvskAndS(VskImage* srcImage, VskImage* dstImage, unsigned int value,
+                               const int* dstTile) {
+    VskImage* images[] = {srcImage, dstImage};
+    if (failsOperandChecks(images, 2, kHeaderLines, kSourceChecks, kSite)) return;
+    const std::uint32_t mask = widenMask(dstImage->depth, value);
+    runBands(images, 2, dstTile, kWalk, [mask](VskImage* const* im) { andKernel(im, mask); });
+}
+
 }  // extern "C"

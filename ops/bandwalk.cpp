@@ -1,0 +1,170 @@
+// The band/segment tile walk shared by add, subtract and AND.
+#include "bandwalk.hpp"
+
+#include <algorithm>
+
+#include "tiles.hpp"
+
+namespace vsk {
+
+namespace {
+
+// One image's state during the walk.
+struct Operand {
+    VskImage* image = nullptr;
+    const WalkOperand* checks = nullptr;
+    int mode = VSK_TILE_READ;
+    bool tiled = false;
+    int x = 0, y = 0;    // rectangle start in the image
+    int tw = 1, th = 1;  // tile size (tiled images)
+    int coi = 0;
+    int col = 0, row = 0;
+    void* data = nullptr;  // the tile held
+
+    bool acquire(const Site& site, int line) {
+        data = acquireTile(image, col, row, mode);
+        if (data) return true;
+        report(site, line, checks->acquiredText);
+        return false;
+    }
+    bool release(const Site& site, int line) {
+        releaseTile(image, col, row, data);
+        if (!image->tileInfo->tileData) return true;
+        report(site, line, checks->releasedText);
+        return false;
+    }
+};
+
+// A working header for one segment: the caller's header with a ROI selecting
+// the segment, or a tile described as a buffered image.
+struct Working {
+    VskImage header;
+    VskROI roi;
+
+    void describe(const Operand& op, int x, int y, int height, int width) {
+        if (op.tiled) {
+            const TileHeader tile(op.image, op.data, op.coi, x % op.tw, y % op.th, height, width);
+            header = tile.header;
+            roi = tile.roi;
+        } else {
+            header = *op.image;
+            roi = {op.coi, x, y, height, width};
+        }
+        header.roi = &roi;
+    }
+};
+
+// Restricts the walk to the destination tile `dstTile`: checks that the tile
+// meets the destination rectangle, then clips the rectangles of all operands
+// alike. Returns false after a report.
+bool clipToDstTile(Operand* ops, int count, const int* dstTile, const BandWalk& walk,
+                   std::int64_t* rows, std::int64_t* cols) {
+    const Operand& d = ops[count - 1];
+    const std::int64_t begX = std::int64_t{dstTile[0]} * d.tw, endX = begX + d.tw;
+    const std::int64_t begY = std::int64_t{dstTile[1]} * d.th, endY = begY + d.th;
+    const std::int64_t roiBegX = d.x, roiEndX = roiBegX + *cols;
+    const std::int64_t roiBegY = d.y, roiEndY = roiBegY + *rows;
+    const struct {
+        bool fails;
+        const char* text;
+    } checks[] = {
+        {begX > roiEndX, "(dTile.begX > dRoi.endX)"},
+        {begY > roiEndY, "(dTile.begY > dRoi.endY)"},
+        {endX < roiBegX, "(dTile.endX < dRoi.begX)"},
+        {endY < roiBegY, "(dTile.endY < dRoi.begY)"},
+    };
+    for (int i = 0; i < 4; ++i)
+        if (checks[i].fails) {
+            report(walk.site, walk.dstTileLines[i], checks[i].text);
+            return false;
+        }
+    const std::int64_t dx = std::max(roiBegX, begX) - roiBegX;
+    const std::int64_t dy = std::max(roiBegY, begY) - roiBegY;
+    *cols = std::min(roiEndX, endX) - std::max(roiBegX, begX);
+    *rows = std::min(roiEndY, endY) - std::max(roiBegY, begY);
+    if (*cols <= 0 || *rows <= 0) return true;  // nothing left; no more checks
+    for (int i = 0; i < count; ++i) {
+        ops[i].x += static_cast<int>(dx);
+        ops[i].y += static_cast<int>(dy);
+    }
+    return true;
+}
+
+void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
+               SegmentKernel kernel, void* context) {
+    Working working[kMaxOperands];
+    VskImage* headers[kMaxOperands];
+    for (int i = 0; i < count; ++i) headers[i] = &working[i].header;
+
+    for (int done = 0; done < rows;) {
+        int height = rows - done;
+        for (int i = 0; i < count; ++i) {
+            Operand& op = ops[i];
+            if (!op.tiled) continue;
+            op.col = op.x / op.tw;
+            op.row = (op.y + done) / op.th;
+            if (!op.acquire(site, op.checks->lines.acquired)) return;
+            height = std::min(height, op.th - (op.y + done) % op.th);
+        }
+        for (int x = 0;;) {
+            int width = cols - x;
+            for (int i = 0; i < count; ++i)
+                if (ops[i].tiled) width = std::min(width, ops[i].tw - (ops[i].x + x) % ops[i].tw);
+            for (int i = 0; i < count; ++i)
+                working[i].describe(ops[i], ops[i].x + x, ops[i].y + done, height, width);
+            kernel(context, headers);
+            x += width;
+            if (x >= cols) break;
+            for (int i = 0; i < count; ++i) {
+                Operand& op = ops[i];
+                if (!op.tiled || (op.x + x) % op.tw != 0) continue;
+                if (!op.release(site, op.checks->lines.releasedInBand)) return;
+                ++op.col;
+                if (!op.acquire(site, op.checks->lines.acquiredNext)) return;
+            }
+        }
+        for (int i = 0; i < count; ++i)
+            if (ops[i].tiled && !ops[i].release(site, ops[i].checks->lines.releasedAtEnd)) return;
+        done += height;
+    }
+}
+
+}  // namespace
+
+void runBands(VskImage* const* images, int count, const int* dstTile, const BandWalk& walk,
+              SegmentKernel kernel, void* context) {
+    bool tiledWalk = false;
+    for (int i = 0; i < count; ++i)
+        tiledWalk = tiledWalk || (images[i]->tileInfo && walk.operands[i].startsWalk);
+    if (!tiledWalk) {
+        kernel(context, images);
+        return;
+    }
+
+    Operand ops[kMaxOperands];
+    std::int64_t rows = 0, cols = 0;
+    for (int i = 0; i < count; ++i) {
+        Operand& op = ops[i];
+        op.image = images[i];
+        op.checks = &walk.operands[i];
+        op.mode = i == count - 1 ? VSK_TILE_WRITE : VSK_TILE_READ;
+        op.tiled = images[i]->tileInfo != nullptr;
+        if (op.tiled) {
+            op.tw = images[i]->tileInfo->width;
+            op.th = images[i]->tileInfo->height;
+        }
+        op.coi = roiCoi(images[i]);
+        const RoiRect rect = roiRect(images[i]);
+        op.x = rect.x;
+        op.y = rect.y;
+        rows = i == 0 ? rect.rows : std::min<std::int64_t>(rows, rect.rows);
+        cols = i == 0 ? rect.cols : std::min<std::int64_t>(cols, rect.cols);
+    }
+    if (dstTile && ops[count - 1].tiled && !clipToDstTile(ops, count, dstTile, walk, &rows, &cols))
+        return;
+    if (rows <= 0 || cols <= 0) return;
+    walkBands(ops, count, static_cast<int>(rows), static_cast<int>(cols), walk.site, kernel,
+              context);
+}
+
+}  // namespace vsk

@@ -1,0 +1,231 @@
+// Shared machinery of the sample-by-sample operations (add and subtract a
+// constant, AND with a constant or a second image): their argument checks,
+// the plan of which samples they process, and the row drivers that run one
+// per-sample functor over that plan.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+#include "bitrows.hpp"
+#include "core.hpp"
+
+namespace vsk {
+
+// Operands are ordered sources first, destination last.
+constexpr int kMaxOperands = 3;
+
+// ---- checks ------------------------------------------------------------------
+
+// One source's comparisons with the destination: condition texts and lines.
+struct SourceChecks {
+    const char* depthText;
+    int depthLine;
+    const char* orderText;
+    int orderLine;
+    const char* channelsText;
+    int channelsLine;
+};
+
+// The comparisons of a source named srcImage with dstImage.
+inline constexpr const char* kSrcDepthText = "(srcImage->depth != dstImage->depth)";
+inline constexpr const char* kSrcOrderText = "(srcImage->dataOrder != dstImage->dataOrder)";
+inline constexpr const char* kSrcChannelsText = "(nChSrc != nChDst)";
+
+// Every header through the validator (one line per operand), then the depth of
+// every source against the destination, then the data orders, then the
+// channel counts (1 when a ROI selects a channel, else nChannels). Reports the first failure with status -5 and returns true.
+bool failsOperandChecks(VskImage* const* images, int count, const int* headerLines,
+                        const SourceChecks* sources, const Site& site);
+
+// ---- which samples ---------------------------------------------------------------
+
+// What happens when a one-channel image without a channel of interest meets
+// images that select one channel of several.
+enum class CoiMix {
+    Skip,      // nothing is processed
+    Channel0,  // the one-channel image takes part with its only channel
+};
+
+// Unit of the whole-buffer run: the depth's element (32-bit words for 1-bit
+// data), or 32-bit words whatever the depth.
+enum class WholeUnit { Element, Word };
+
+// The samples an operation processes, planned on buffered headers.
+struct Region {
+    int count = 0;                       // operands
+    char* start[kMaxOperands] = {};      // first sample's byte of each operand
+    std::int64_t rowStep[kMaxOperands] = {};
+    std::int64_t planeStep[kMaxOperands] = {};
+    int stride[kMaxOperands] = {};       // elements from one sample to the next
+    int bit[kMaxOperands] = {};          // 1-bit rows: bit offset of the first column
+    std::int64_t length = 0;             // samples per row (bits for 1-bit rows)
+    int rows = 0;
+    int planes = 0;
+    bool whole = false;                  // one flat run over the whole buffers
+};
+
+// Plans the work on `count` buffered headers. The whole buffers form one run
+// (row padding included) when every source and the destination have equal
+// width, height and dataSize and whole-image ROIs; otherwise the rectangles
+// start at the ROI offsets, are clipped to their images and cut to the
+// smallest, and the channels follow the channels of interest. Returns false
+// when there is nothing to do.
+bool planRegion(VskImage* const* images, int count, CoiMix mix, WholeUnit unit, Region* region);
+
+// ---- row drivers -------------------------------------------------------------------
+
+template <class T, class F>
+void mapRun(T* d, const T* s, std::int64_t n, F f) {
+    for (std::int64_t i = 0; i < n; ++i) d[i] = f(s[i]);
+}
+// In place: one pointer, so that the loop needs no overlap check.
+template <class T, class F>
+void mapRunInPlace(T* d, std::int64_t n, F f) {
+    for (std::int64_t i = 0; i < n; ++i) d[i] = f(d[i]);
+}
+template <class T, class F>
+void mapRun(T* d, const T* a, const T* b, std::int64_t n, F f) {
+    for (std::int64_t i = 0; i < n; ++i) d[i] = f(a[i], b[i]);
+}
+template <class T, class F>
+void mapStrided(T* d, int ds, const T* s, int ss, std::int64_t n, F f) {
+    for (std::int64_t i = 0; i < n; ++i) d[i * ds] = f(s[i * ss]);
+}
+template <class T, class F>
+void mapStrided(T* d, int ds, const T* a, int as, const T* b, int bs, std::int64_t n, F f) {
+    for (std::int64_t i = 0; i < n; ++i) d[i * ds] = f(a[i * as], b[i * bs]);
+}
+
+// Calls row(pointers) for every row of every plane of the region.
+template <class T, class Row>
+void forEachRow(const Region& r, Row row) {
+    T* p[kMaxOperands] = {};
+    for (int plane = 0; plane < r.planes; ++plane)
+        for (int y = 0; y < r.rows; ++y) {
+            for (int i = 0; i < r.count; ++i)
+                p[i] = reinterpret_cast<T*>(r.start[i] + plane * r.planeStep[i] + y * r.rowStep[i]);
+            row(p);
+        }
+}
+
+// d = f(s) over a two-operand region of T elements.
+template <class T, class F>
+void mapRegion1(const Region& r, F f) {
+    const std::int64_t n = r.length;
+    if (r.stride[0] == 1 && r.stride[1] == 1) {
+        forEachRow<T>(r, [&](T* const* p) {
+            if (p[0] == p[1])
+                mapRunInPlace(p[1], n, f);
+            else
+                mapRun(p[1], p[0], n, f);
+        });
+    } else {
+        forEachRow<T>(r, [&](T* const* p) { mapStrided(p[1], r.stride[1], p[0], r.stride[0], n, f); });
+    }
+}
+
+// d = f(a, b) over a three-operand region of T elements.
+template <class T, class F>
+void mapRegion2(const Region& r, F f) {
+    const std::int64_t n = r.length;
+    if (r.stride[0] == 1 && r.stride[1] == 1 && r.stride[2] == 1) {
+        forEachRow<T>(r, [&](T* const* p) { mapRun(p[2], p[0], p[1], n, f); });
+    } else {
+        forEachRow<T>(r, [&](T* const* p) {
+            mapStrided(p[2], r.stride[2], p[0], r.stride[0], p[1], r.stride[1], n, f);
+        });
+    }
+}
+
+// The same functor over the 1-bit rows of a region (sources realigned to the
+// destination's bit offset; the destination's other bits kept).
+template <int Sources, class F>
+void mapBitRegion(const Region& r, F f) {
+    for (int y = 0; y < r.rows; ++y) {
+        BitSource src[Sources];
+        for (int i = 0; i < Sources; ++i)
+            src[i] = BitSource(reinterpret_cast<const std::uint8_t*>(r.start[i] + y * r.rowStep[i]),
+                               r.bit[i], r.bit[Sources], r.length);
+        mapBitRow<Sources>(reinterpret_cast<std::uint8_t*>(r.start[Sources] + y * r.rowStep[Sources]),
+                           r.bit[Sources], src, r.length, f);
+    }
+}
+
+// Calls f(U{}) with the unsigned element type of 1, 2 or 4 bytes.
+template <class F>
+void dispatchElementSize(int bytes, F&& f) {
+    switch (bytes) {
+        case 1: f(std::uint8_t{}); break;
+        case 2: f(std::uint16_t{}); break;
+        case 4: f(std::uint32_t{}); break;
+        default: break;
+    }
+}
+
+// ---- per-sample rules ------------------------------------------------------------
+
+// Bit logic on whole units: ((s ^ flip) & keep) | set. Covers OR, AND NOT and
+// NOT-AND with a constant, and AND with a mask.
+template <class U>
+struct BitLogic {
+    U flip, keep, set;
+    U operator()(U s) const { return static_cast<U>(((s ^ flip) & keep) | set); }
+};
+template <class U>
+BitLogic<U> bitLogic(std::uint32_t flip, std::uint32_t keep, std::uint32_t set) {
+    return {static_cast<U>(flip), static_cast<U>(keep), static_cast<U>(set)};
+}
+
+// The same bit logic on 1-bit data: 32-bit words for a whole-buffer run,
+// realigned rows otherwise.
+inline void mapBitLogic(const Region& r, std::uint32_t flip, std::uint32_t keep, std::uint32_t set) {
+    if (r.whole)
+        mapRegion1<std::uint32_t>(r, bitLogic<std::uint32_t>(flip, keep, set));
+    else
+        mapBitRegion<1>(r, bitLogic<std::uint8_t>(flip, keep, set));
+}
+
+struct AndOf {
+    template <class U>
+    U operator()(U a, U b) const {
+        return static_cast<U>(a & b);
+    }
+};
+
+// Wrap-around addition in T's width.
+template <class T>
+T wrapAdd(T a, T b) {
+    using U = std::make_unsigned_t<T>;
+    return static_cast<T>(static_cast<U>(static_cast<U>(a) + static_cast<U>(b)));
+}
+
+// s + v saturated through a threshold: for v >= 0 (Up) samples above
+// max - v give max, for v < 0 samples below min - v give min.
+template <class T, bool Invert, bool Up>
+struct SaturateAdd {
+    T limit, v;
+    T operator()(T s) const {
+        if constexpr (Invert) s = static_cast<T>(~s);
+        return wrapAdd(Up ? std::min(s, limit) : std::max(s, limit), v);
+    }
+};
+
+// Saturated s + c (or ~s + c with Invert) over the region. The thresholds
+// are fixed once: for c >= 0 a sample above max - c stores max, for c < 0 a
+// sample below min - c stores min. A constant beyond the depth's span gives
+// the same results as the span itself, so it is narrowed to it first.
+template <class T, bool Invert>
+void addSaturated(const Region& r, std::int64_t c) {
+    constexpr std::int64_t lo = std::numeric_limits<T>::min();
+    constexpr std::int64_t hi = std::numeric_limits<T>::max();
+    c = std::clamp(c, lo - hi, hi - lo);
+    if (c >= 0)
+        mapRegion1<T>(r, SaturateAdd<T, Invert, true>{static_cast<T>(hi - c), static_cast<T>(c)});
+    else
+        mapRegion1<T>(r, SaturateAdd<T, Invert, false>{static_cast<T>(lo - c), static_cast<T>(c)});
+}
+
+}  // namespace vsk
