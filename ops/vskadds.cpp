@@ -1,5 +1,4 @@
 // Saturating addition of a constant to every processed sample.
-#include "vectorize.hpp"  // first: applies to everything below
 
 #include "bandwalk.hpp"
 

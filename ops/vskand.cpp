@@ -1,5 +1,4 @@
 // Bitwise AND of two images, sample by sample.
-#include "vectorize.hpp"  // first: applies to everything below
 
 #include "bandwalk.hpp"
 

@@ -1,5 +1,4 @@
 // Bitwise AND of every processed sample with a constant.
-#include "vectorize.hpp"  // first: applies to everything below
 
 #include "bandwalk.hpp"
 

@@ -1,6 +1,5 @@
 // Saturating subtraction of a constant from every processed sample, or of
 // every sample from the constant (reversed).
-#include "vectorize.hpp"  // first: applies to everything below
 
 #include <cstdint>
 #include <limits>
