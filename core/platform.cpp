@@ -65,11 +65,13 @@ int format(char* buffer, std::size_t capacity, const char* fmt, const char* a1, 
            const char* a3, const char* a4, const char* a5) {
     if (!buffer || capacity == 0) return 0;
 #if defined(_WIN32)
-    // wsprintfA writes at most 1024 bytes, so it formats into a buffer of its
-    // own and the text is cut to the caller's capacity.
+    // wsprintfA writes at most 1024 bytes (1023 characters and the NUL), so
+    // it formats into a buffer of its own and the text is cut to the caller's
+    // capacity.
     char text[1025];
-    const int n = wsprintfA(text, fmt, a1, a2, a3, a4, a5);
-    const std::size_t length = std::min<std::size_t>(n < 0 ? 0 : n, capacity - 1);
+    text[1024] = '\0';
+    wsprintfA(text, fmt, a1, a2, a3, a4, a5);
+    const std::size_t length = std::min(std::strlen(text), capacity - 1);
     std::memcpy(buffer, text, length);
     buffer[length] = '\0';
     return static_cast<int>(length);
