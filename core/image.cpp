@@ -1,6 +1,7 @@
 // Image header, ROI and tile records: creation, allocation, release, the row
 // layout and the clipped ROI rectangle.
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -33,9 +34,19 @@ static_assert(offsetof(VskImage, widthStep) == 18 * 4);
 static_assert(offsetof(VskImage, borderModes) == 19 * 4);
 static_assert(offsetof(VskImage, borderValues) == 23 * 4);
 static_assert(offsetof(VskImage, dataBlock) == 27 * 4);
+static_assert(offsetof(VskROI, coi) == 0 * 4);
+static_assert(offsetof(VskROI, xOffset) == 1 * 4);
+static_assert(offsetof(VskROI, yOffset) == 2 * 4);
+static_assert(offsetof(VskROI, height) == 3 * 4);
+static_assert(offsetof(VskROI, width) == 4 * 4);
+static_assert(offsetof(VskTileInfo, callBack) == 0 * 4);
+static_assert(offsetof(VskTileInfo, id) == 1 * 4);
 static_assert(offsetof(VskTileInfo, tileData) == 2 * 4);
 static_assert(offsetof(VskTileInfo, width) == 3 * 4);
 static_assert(offsetof(VskTileInfo, height) == 4 * 4);
+static_assert(sizeof(VskLibVersion) == 32, "VskLibVersion is 3 ints and 5 text pointers");
+static_assert(offsetof(VskLibVersion, name) == 3 * 4);
+static_assert(offsetof(VskLibVersion, callConv) == 7 * 4);
 #endif
 static_assert(sizeof(BITMAPINFOHEADER) == 40, "the platform's bitmap header");
 static_assert(sizeof(RGBQUAD) == 4, "the platform's colour-table entry");

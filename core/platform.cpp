@@ -1,7 +1,9 @@
 #include "platform.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "vsk_internal.h"
 
@@ -49,11 +51,13 @@ unsigned long getVersion() {
 }
 
 void fatalAppExit(const char* text) {
+    // The text also goes to stderr first, for console programs and headless
+    // runs where no box can be seen.
+    std::fprintf(stderr, "%s\n", text);
+    std::fflush(stderr);
 #if defined(_WIN32)
     FatalAppExitA(0, text);
 #endif
-    std::fprintf(stderr, "%s\n", text);
-    std::fflush(stderr);
     std::_Exit(3);
 }
 
@@ -61,12 +65,20 @@ int format(char* buffer, std::size_t capacity, const char* fmt, const char* a1, 
            const char* a3, const char* a4, const char* a5) {
     if (!buffer || capacity == 0) return 0;
 #if defined(_WIN32)
-    // wsprintfA writes at most 1024 bytes; callers size the buffer for the
-    // whole message, and anything longer is cut at the buffer's end.
-    if (capacity >= 1025) return wsprintfA(buffer, fmt, a1, a2, a3, a4, a5);
-#endif
-    int n = std::snprintf(buffer, capacity, fmt, a1, a2, a3, a4, a5);
+    // wsprintfA writes at most 1024 bytes (1023 characters and the NUL), so
+    // it formats into a buffer of its own and the text is cut to the caller's
+    // capacity.
+    char text[1025];
+    text[1024] = '\0';
+    wsprintfA(text, fmt, a1, a2, a3, a4, a5);
+    const std::size_t length = std::min(std::strlen(text), capacity - 1);
+    std::memcpy(buffer, text, length);
+    buffer[length] = '\0';
+    return static_cast<int>(length);
+#else
+    const int n = std::snprintf(buffer, capacity, fmt, a1, a2, a3, a4, a5);
     return n < 0 ? 0 : n;
+#endif
 }
 
 }  // namespace vsk::platform

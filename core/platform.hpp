@@ -26,8 +26,8 @@ int messageBox(const char* text, const char* caption, unsigned type);
 // The stand-in answers an NT-style word (top bit clear).
 unsigned long getVersion();
 
-// Ends the application after showing the text; does not return.
-// The stand-in writes the text to stderr and ends the process with status 3.
+// Ends the application after showing the text; does not return. The text
+// goes to stderr first; the stand-in then ends the process with status 3.
 [[noreturn]] void fatalAppExit(const char* text);
 
 // wsprintfA-style formatting of at most five arguments into a buffer of
