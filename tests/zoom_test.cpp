@@ -39,6 +39,13 @@ void store(VskImage* im, int x, int y, int c, std::int64_t v) {
     if (b == 2) p[1] = static_cast<std::uint8_t>(v >> 8);
 }
 
+// The destination size after the clamp to the enlarged source.
+int clampedSize(int d, int s, double inv) {
+    if (intRule((d - 1) * inv) <= s - 1) return d;
+    const int n = intRule(s / inv);
+    return n == s / inv ? n - 1 : n;
+}
+
 // The zoom of a plain source into a plain destination, pixel by pixel from
 // the formulas (no buffers, no incremental rows).
 void model(const VskImage* src, VskImage* dst, Factors f, int interp) {
@@ -57,13 +64,8 @@ void model(const VskImage* src, VskImage* dst, Factors f, int interp) {
     if (sStart == 0 && dStart == 0 ? sCount != dCount : sCount != 1 || dCount != 1) return;
     if (src->depth != VSK_1U && src->depth != VSK_8U && src->depth != VSK_16U) return;
     const double xi = double(f.xL) / f.xU, yi = double(f.yL) / f.yU;
-    auto clamp = [](int d, int s, double inv) {
-        if (intRule((d - 1) * inv) <= s - 1) return d;
-        const int n = intRule(s / inv);
-        return n == s / inv ? n - 1 : n;
-    };
-    D = clamp(D, S, xi);
-    DR = clamp(DR, SR, yi);
+    D = clampedSize(D, S, xi);
+    DR = clampedSize(DR, SR, yi);
     const int lastX = src->width - sx0 - 1, lastY = src->height - sy0 - 1;
     auto sample = [&](int x, int y, int c) -> double {
         EXPECT_TRUE(sx0 + x >= 0 && sx0 + x < src->width && sy0 + y >= 0 && sy0 + y < src->height);
@@ -416,4 +418,191 @@ TEST(Zoom, DestinationWithoutRoiTakesTheSourceChannelCount) {
         EXPECT_EQ(bytesOf(dst.get()), bytesOf(expected.get()));
         EXPECT_EQ(get(dst.get(), 7, 3), get(src.get(), 3, 1, 0));
     }
+}
+
+namespace {
+
+// The call-back log of a walk over the tiles (tw x th) that cover the
+// clamped destination rectangle, each requested with `mode` and released.
+std::vector<TileCall> expectedWalk(int x, int y, int cols, int rows, int tw, int th, int mode) {
+    std::vector<TileCall> log;
+    for (int r = y / th; r <= (y + rows - 1) / th; ++r)
+        for (int c = x / tw; c <= (x + cols - 1) / tw; ++c) {
+            log.push_back({mode, c, r});
+            log.push_back({VSK_TILE_RELEASE, c, r});
+        }
+    return log;
+}
+
+struct TiledCase {
+    unsigned depth;
+    int order, n, interp;
+    Factors f;
+};
+
+// Factors whose steps are exact in binary, so that tiles start where the
+// plain run's own steps arrive.
+const TiledCase kTiledCases[] = {
+    {VSK_8U, 0, 1, VSK_INTER_NN, {2, 1, 2, 1}},     {VSK_8U, 0, 3, VSK_INTER_LINEAR, {2, 1, 4, 1}},
+    {VSK_16U, 1, 3, VSK_INTER_CUBIC, {4, 1, 2, 1}}, {VSK_8U, 1, 2, VSK_INTER_CUBIC, {1, 1, 2, 1}},
+    {VSK_16U, 0, 4, VSK_INTER_LINEAR, {8, 2, 1, 1}}, {VSK_8U, 0, 3, VSK_INTER_NN, {4, 1, 4, 1}},
+};
+
+}  // namespace
+
+TEST(ZoomTiled, DestinationTilesMatchThePlainRun) {
+    for (const TiledCase& c : kTiledCases) {
+        SCOPED_TRACE("interp " + std::to_string(c.interp) + " n " + std::to_string(c.n));
+        ErrorCapture capture;
+        ImagePtr src = makeImage(c.n, c.depth, c.order, 13, 11);
+        fillRandom(src.get(), c.interp + 17);
+        setRoi(src.get(), 0, 1, 2, 10, 9);
+        VskROI* callers = src->roi;
+        ImagePtr plain = makeImage(c.n, c.depth, c.order, 40, 37, 0);
+        setRoi(plain.get(), 0, 3, 5, 33, 30);
+        zoom(src.get(), plain.get(), c.f, c.interp);
+        TiledImage tiled(c.n, c.depth, c.order, 40, 37, 8, 8);
+        setRoi(tiled.get(), 0, 3, 5, 33, 30);
+        zoom(src.get(), tiled.get(), c.f, c.interp);
+        ImagePtr out = makeImage(c.n, c.depth, c.order, 40, 37, 0);
+        tiled.storeTo(out.get());
+        EXPECT_EQ(firstDifference(out.get(), plain.get()), "");
+        const int cols = clampedSize(30, 9, double(c.f.xL) / c.f.xU);
+        const int rows = clampedSize(33, 10, double(c.f.yL) / c.f.yU);
+        EXPECT_EQ(describe(tiled.log), describe(expectedWalk(3, 5, cols, rows, 8, 8, VSK_TILE_WRITE)));
+        EXPECT_EQ(tiled.held, 0);
+        EXPECT_EQ(tiled.badReleases, 0);
+        EXPECT_EQ(src->roi, callers);
+        EXPECT_TRUE(capture.reports().empty());
+    }
+}
+
+TEST(ZoomTiled, OneDestinationTileAndItsEarlyReturns) {
+    ErrorCapture capture;
+    ImagePtr src = makeImage(1, VSK_8U, 0, 10, 10);
+    fillRandom(src.get(), 4);
+    setRoi(src.get(), 0, 1, 1, 9, 9);
+    VskROI* callers = src->roi;
+    ImagePtr plain = makeImage(1, VSK_8U, 0, 32, 32, 0);
+    zoom(src.get(), plain.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR);
+
+    // Tile (1, 2) alone: written as in the plain run, nothing else.
+    TiledImage one(1, VSK_8U, 0, 32, 32, 8, 8);
+    const int tile[2] = {1, 2};
+    zoom(src.get(), one.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR, tile);
+    EXPECT_EQ(describe(one.log), "(2,1,2)(4,1,2)");
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 32; ++x) {
+            const bool inside = x >= 8 && x < 16 && y >= 16 && y < 24;
+            ASSERT_EQ(one.get(x, y), inside ? get(plain.get(), x, y) : 0) << x << "," << y;
+        }
+    EXPECT_EQ(src->roi, callers);
+
+    // A tile outside the grid (the clamped 17 x 17 pixels cover 3 x 3 tiles)
+    // ends the call with the source still on the private ROI.
+    TiledImage none(1, VSK_8U, 0, 32, 32, 8, 8);
+    const int outside[2] = {3, 0};
+    zoom(src.get(), none.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR, outside);
+    EXPECT_TRUE(none.log.empty());
+    ASSERT_NE(src->roi, callers);
+    EXPECT_EQ(src->roi->coi, 0);
+    EXPECT_EQ(src->roi->height, 9);
+    EXPECT_EQ(src->roi->width, 9);
+    vskDeleteROI(src->roi);
+    src->roi = callers;
+
+    // A refused tile is reported and ends the walk, likewise.
+    TiledImage refusing(1, VSK_8U, 0, 32, 32, 8, 8);
+    refusing.refuse.insert({1, 0});
+    zoom(src.get(), refusing.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR);
+    EXPECT_EQ(describe(refusing.log), "(2,0,0)(4,0,0)(2,1,0)");
+    ASSERT_EQ(capture.reports().size(), 1u);
+    const Report& r = capture.reports()[0];
+    EXPECT_EQ(r.status, VSK_STATUS_UNKNOWN);
+    EXPECT_EQ(r.context, "Error get tile to write");
+    EXPECT_EQ(r.line, 1031);
+    EXPECT_EQ(r.file, "vskZoom");
+    EXPECT_EQ(refusing.held, 0);
+    ASSERT_NE(src->roi, callers);
+    vskDeleteROI(src->roi);
+    src->roi = callers;
+}
+
+TEST(ZoomTiled, TileStartsStepWithRintAndKernelsWithInt) {
+    // 3/2: inv x 16384 = 10922.67, so the tile step is 10923 and the kernel
+    // step 10922. The tile starting at x = 24 begins at (24 x 10923) >> 14 =
+    // 16 where the plain run's own step reaches (24 x 10922) >> 14 = 15.
+    ImagePtr src = makeImage(1, VSK_8U, 0, 1, 40);
+    for (int x = 0; x < 40; ++x) put(src.get(), x, 0, 0, x);
+    ImagePtr plain = makeImage(1, VSK_8U, 0, 1, 48, 0);
+    zoom(src.get(), plain.get(), {3, 2, 1, 1}, VSK_INTER_NN);
+    TiledImage tiled(1, VSK_8U, 0, 1, 48, 8, 8);
+    zoom(src.get(), tiled.get(), {3, 2, 1, 1}, VSK_INTER_NN);
+    EXPECT_EQ(get(plain.get(), 24, 0), 15);
+    EXPECT_EQ(tiled.get(24, 0), 16);
+    EXPECT_EQ(tiled.get(25, 0), get(plain.get(), 25, 0));
+    EXPECT_EQ(tiled.get(23, 0), get(plain.get(), 23, 0));
+}
+
+TEST(ZoomTiled, SourceTilesInBlocksMatchThePlainRun) {
+    for (const TiledCase& c : kTiledCases) {
+        SCOPED_TRACE("interp " + std::to_string(c.interp) + " n " + std::to_string(c.n));
+        ErrorCapture capture;
+        // The source ROI reaches the image's right and bottom edges.
+        ImagePtr src = makeImage(c.n, c.depth, c.order, 90, 133);
+        fillRandom(src.get(), c.interp + 31);
+        setRoi(src.get(), 0, 3, 1, 89, 130);
+        TiledImage tiledSrc(c.n, c.depth, c.order, 90, 133, 16, 8);
+        tiledSrc.loadFrom(src.get());
+        setRoi(tiledSrc.get(), 0, 3, 1, 89, 130);
+        ImagePtr plain = makeImage(c.n, c.depth, c.order, 300, 290, 0);
+        setRoi(plain.get(), 0, 5, 100, 200, 260);
+        ImagePtr fromTiles = copyOf(plain.get());
+        setRoi(fromTiles.get(), 0, 5, 100, 200, 260);
+        VskROI* callers = fromTiles->roi;
+        zoom(src.get(), plain.get(), c.f, c.interp);
+        zoom(tiledSrc.get(), fromTiles.get(), c.f, c.interp);
+        EXPECT_EQ(firstDifference(fromTiles.get(), plain.get()), "");
+        EXPECT_EQ(fromTiles->roi, callers);
+        EXPECT_EQ(tiledSrc.held, 0);
+        EXPECT_EQ(tiledSrc.badReleases, 0);
+        for (const TileCall& call : tiledSrc.log)
+            ASSERT_TRUE(call.mode == VSK_TILE_READ || call.mode == VSK_TILE_RELEASE);
+        EXPECT_TRUE(capture.reports().empty());
+
+        // Both tiled: the destination's tiles with their sources fetched.
+        TiledImage tiledDst(c.n, c.depth, c.order, 300, 290, 64, 40);
+        setRoi(tiledDst.get(), 0, 5, 100, 200, 260);
+        zoom(tiledSrc.get(), tiledDst.get(), c.f, c.interp);
+        ImagePtr out = makeImage(c.n, c.depth, c.order, 300, 290, 0);
+        tiledDst.storeTo(out.get());
+        EXPECT_EQ(firstDifference(out.get(), plain.get()), "");
+        EXPECT_EQ(tiledDst.held, 0);
+        EXPECT_EQ(tiledSrc.held, 0);
+        EXPECT_TRUE(capture.reports().empty());
+    }
+}
+
+TEST(ZoomTiled, RefusedTilesEndTheTiledSourcePaths) {
+    ErrorCapture capture;
+    TiledImage src(1, VSK_8U, 0, 64, 64, 16, 16);
+    src.refuse.insert({1, 1});
+    ImagePtr dst = makeImage(1, VSK_8U, 0, 128, 128, 0);
+    setRoi(dst.get(), 0, 0, 0, 128, 128);
+    VskROI* callers = dst->roi;
+    zoom(src.get(), dst.get(), {2, 1, 2, 1}, VSK_INTER_NN);
+    EXPECT_TRUE(capture.reports().empty());  // a failed fetch ends the call silently
+    EXPECT_EQ(dst->roi, callers);
+    EXPECT_EQ(src.held, 0);
+
+    TiledImage src2(1, VSK_8U, 0, 64, 64, 16, 16);
+    TiledImage dst2(1, VSK_8U, 0, 128, 128, 32, 32);
+    dst2.refuse.insert({2, 0});
+    zoom(src2.get(), dst2.get(), {2, 1, 2, 1}, VSK_INTER_CUBIC);
+    ASSERT_EQ(capture.reports().size(), 1u);
+    EXPECT_EQ(capture.reports()[0].status, VSK_STATUS_UNKNOWN);
+    EXPECT_EQ(capture.reports()[0].context, "Error get tile to write");
+    EXPECT_EQ(capture.reports()[0].line, 658);
+    EXPECT_EQ(describe(dst2.log), "(2,0,0)(4,0,0)(2,1,0)(4,1,0)(2,2,0)");
+    EXPECT_EQ(src2.held, 0);
 }
