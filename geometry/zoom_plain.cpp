@@ -180,6 +180,99 @@ struct RowBuffers {
     }
 };
 
+// The vertical step of linear for one value, stored without saturation:
+// the low bits of the integer.
+template <class T>
+inline T linearValue(double a, double b, double f) {
+    return static_cast<T>(roundInt((b - a) * f + a));
+}
+
+// The vertical step of cubic for one value, clamped to the depth's range.
+template <class T>
+inline T cubicValue(double q0, double q1, double q2, double q3, const CubicPos& y) {
+    const double d1 = q1 - q0;
+    const double d2 = (q2 - q1) - d1;
+    const double d3 = (q3 - 2 * q2 + q1) - d2;
+    const int r = roundInt((y.c1 * d1 + q0) + y.c2 * d2 + y.c3 * d3);
+    return static_cast<T>(std::clamp(r, 0, static_cast<int>(std::numeric_limits<T>::max())));
+}
+
+#if defined(VSK_ZOOM_SSE2)
+// Four results to four samples: the low bits, or clamped to the depth's
+// range first. Conversions round by the current mode, as roundEven does.
+template <class T, bool Clamp>
+inline void storeFour(T* d, __m128d lo, __m128d hi) {
+    const __m128d eps = _mm_set1_pd(0.00001), half = _mm_set1_pd(0.5);
+    lo = _mm_sub_pd(_mm_add_pd(lo, eps), half);
+    hi = _mm_sub_pd(_mm_add_pd(hi, eps), half);
+    __m128i r = _mm_unpacklo_epi64(_mm_cvtpd_epi32(lo), _mm_cvtpd_epi32(hi));
+    if constexpr (sizeof(T) == 1) {
+        if constexpr (!Clamp) r = _mm_and_si128(r, _mm_set1_epi32(0xFF));
+        // Saturating packs clamp to 0..255 (and keep masked values as they are).
+        r = _mm_packus_epi16(_mm_packs_epi32(r, r), r);
+        const int four = _mm_cvtsi128_si32(r);
+        std::memcpy(d, &four, 4);
+    } else {
+        if constexpr (Clamp) {
+            r = _mm_andnot_si128(_mm_srai_epi32(r, 31), r);  // below 0 -> 0
+            const __m128i top = _mm_set1_epi32(0xFFFF);
+            const __m128i over = _mm_cmpgt_epi32(r, top);
+            r = _mm_or_si128(_mm_andnot_si128(over, r), _mm_and_si128(over, top));
+        }
+        // The low 16 bits, sign-extended so that the saturating pack keeps them.
+        r = _mm_srai_epi32(_mm_slli_epi32(r, 16), 16);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packs_epi32(r, r));
+    }
+}
+
+inline void widen(const float* p, __m128d* lo, __m128d* hi) {
+    const __m128 v = _mm_loadu_ps(p);
+    *lo = _mm_cvtps_pd(v);
+    *hi = _mm_cvtps_pd(_mm_movehl_ps(v, v));
+}
+#endif
+
+// The vertical step of linear over n contiguous values.
+template <class T>
+void linearRow(const float* a, const float* b, double f, T* d, int n) {
+    int k = 0;
+#if defined(VSK_ZOOM_SSE2)
+    const __m128d vf = _mm_set1_pd(f);
+    for (; k + 4 <= n; k += 4) {
+        __m128d a0, a1, b0, b1;
+        widen(a + k, &a0, &a1);
+        widen(b + k, &b0, &b1);
+        storeFour<T, false>(d + k, _mm_add_pd(_mm_mul_pd(_mm_sub_pd(b0, a0), vf), a0),
+                            _mm_add_pd(_mm_mul_pd(_mm_sub_pd(b1, a1), vf), a1));
+    }
+#endif
+    for (; k < n; ++k) d[k] = linearValue<T>(a[k], b[k], f);
+}
+
+// The vertical step of cubic over n contiguous values.
+template <class T>
+void cubicRow(float* const q[4], const CubicPos& y, T* d, int n) {
+    int k = 0;
+#if defined(VSK_ZOOM_SSE2)
+    const __m128d c1 = _mm_set1_pd(y.c1), c2 = _mm_set1_pd(y.c2), c3 = _mm_set1_pd(y.c3);
+    const __m128d two = _mm_set1_pd(2.0);
+    auto value = [&](__m128d q0, __m128d q1, __m128d q2, __m128d q3) {
+        const __m128d d1 = _mm_sub_pd(q1, q0);
+        const __m128d d2 = _mm_sub_pd(_mm_sub_pd(q2, q1), d1);
+        const __m128d d3 = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(q3, _mm_mul_pd(two, q2)), q1), d2);
+        return _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(c1, d1), q0), _mm_mul_pd(c2, d2)),
+                          _mm_mul_pd(c3, d3));
+    };
+    for (; k + 4 <= n; k += 4) {
+        __m128d lo[4], hi[4];
+        for (int r = 0; r < 4; ++r) widen(q[r] + k, &lo[r], &hi[r]);
+        storeFour<T, true>(d + k, value(lo[0], lo[1], lo[2], lo[3]),
+                           value(hi[0], hi[1], hi[2], hi[3]));
+    }
+#endif
+    for (; k < n; ++k) d[k] = cubicValue<T>(q[0][k], q[1][k], q[2][k], q[3][k], y);
+}
+
 template <class T, int CH>
 void linearPass(const View<T>& v, const Shape& s, const LinearPos* xp, const LinearPos* yp,
                 RowBuffers<2> buf) {
@@ -198,17 +291,15 @@ void linearPass(const View<T>& v, const Shape& s, const LinearPos* xp, const Lin
                 }
             }
         });
-        const float* a = buf.row[0];
-        const float* b = buf.row[1];
-        const double f = y.f;
         T* d = v.dst + j * v.dStride;
+        if (ch == s.dPix) {
+            linearRow(buf.row[0], buf.row[1], y.f, d, s.cols * ch);
+            continue;
+        }
         for (int i = 0; i < s.cols; ++i) {
             T* q = d + static_cast<std::ptrdiff_t>(i) * s.dPix;
-            for (int c = 0; c < ch; ++c) {
-                const double av = a[i * ch + c];
-                // Stored without saturation: the low bits of the integer.
-                q[c] = static_cast<T>(roundInt((b[i * ch + c] - av) * f + av));
-            }
+            for (int c = 0; c < ch; ++c)
+                q[c] = linearValue<T>(buf.row[0][i * ch + c], buf.row[1][i * ch + c], y.f);
         }
     }
 }
@@ -217,7 +308,6 @@ template <class T, int CH>
 void cubicPass(const View<T>& v, const Shape& s, const CubicPos* xp, const CubicPos* yp,
                RowBuffers<4> buf) {
     const int ch = channels<CH>(s);
-    constexpr int kMax = std::numeric_limits<T>::max();
     for (int j = 0; j < s.rows; ++j) {
         const CubicPos& y = yp[j];
         buf.advance(y.at - 1, [&](int k, float* h) {
@@ -238,17 +328,15 @@ void cubicPass(const View<T>& v, const Shape& s, const CubicPos* xp, const Cubic
             }
         });
         T* d = v.dst + j * v.dStride;
+        if (ch == s.dPix) {
+            cubicRow(buf.row, y, d, s.cols * ch);
+            continue;
+        }
         for (int i = 0; i < s.cols; ++i) {
             T* q = d + static_cast<std::ptrdiff_t>(i) * s.dPix;
             for (int c = 0; c < ch; ++c) {
                 const int k = i * ch + c;
-                const double q0 = buf.row[0][k], q1 = buf.row[1][k], q2 = buf.row[2][k],
-                             q3 = buf.row[3][k];
-                const double d1 = q1 - q0;
-                const double d2 = (q2 - q1) - d1;
-                const double d3 = (q3 - 2 * q2 + q1) - d2;
-                const int r = roundInt((y.c1 * d1 + q0) + y.c2 * d2 + y.c3 * d3);
-                q[c] = static_cast<T>(std::clamp(r, 0, kMax));
+                q[c] = cubicValue<T>(buf.row[0][k], buf.row[1][k], buf.row[2][k], buf.row[3][k], y);
             }
         }
     }
