@@ -55,7 +55,7 @@ struct LinearPos {
     int s0, s1;  // the two samples, inside the image
 };
 
-void linearPositions(const Axis& a, LinearPos* out) {
+void positions(const Axis& a, LinearPos* out) {
     const int last = a.hi();
     double s = a.start;
     for (int i = 0; i < a.count; ++i, s += a.inv) {
@@ -74,7 +74,7 @@ struct CubicPos {
     int s[4];           // the four samples, inside the image
 };
 
-void cubicPositions(const Axis& a, CubicPos* out) {
+void positions(const Axis& a, CubicPos* out) {
     double s = a.start;
     for (int i = 0; i < a.count; ++i, s += a.inv) {
         int ix = roundInt(s);
@@ -274,8 +274,8 @@ void cubicRow(float* const q[4], const CubicPos& y, T* d, int n) {
 }
 
 template <class T, int CH>
-void linearPass(const View<T>& v, const Shape& s, const LinearPos* xp, const LinearPos* yp,
-                RowBuffers<2> buf) {
+void pass(const View<T>& v, const Shape& s, const LinearPos* xp, const LinearPos* yp,
+          RowBuffers<2> buf) {
     const int ch = channels<CH>(s);
     for (int j = 0; j < s.rows; ++j) {
         const LinearPos& y = yp[j];
@@ -305,8 +305,8 @@ void linearPass(const View<T>& v, const Shape& s, const LinearPos* xp, const Lin
 }
 
 template <class T, int CH>
-void cubicPass(const View<T>& v, const Shape& s, const CubicPos* xp, const CubicPos* yp,
-               RowBuffers<4> buf) {
+void pass(const View<T>& v, const Shape& s, const CubicPos* xp, const CubicPos* yp,
+          RowBuffers<4> buf) {
     const int ch = channels<CH>(s);
     for (int j = 0; j < s.rows; ++j) {
         const CubicPos& y = yp[j];
@@ -361,6 +361,23 @@ struct Job {
     int interpolate;
 };
 
+// Linear or cubic: positions of both axes, N row buffers of `bufferCols`
+// floats, then every pass.
+template <class T, class Pos, int N, class EachPass>
+void separable(const Job& job, const Shape& shape, Scratch& scratch, std::int64_t bufferCols,
+               EachPass&& eachPass) {
+    Pos* xp = scratch.take<Pos>(shape.cols);
+    Pos* yp = scratch.take<Pos>(shape.rows);
+    RowBuffers<N> buf;
+    for (float*& r : buf.row) r = scratch.take<float>(bufferCols);
+    if (!scratch.ok()) return;
+    positions(job.ax, xp);
+    positions(job.ay, yp);
+    withChannels(shape.ch, [&](auto ch) {
+        eachPass([&](const View<T>& v) { pass<T, decltype(ch)::value>(v, shape, xp, yp, buf); });
+    });
+}
+
 template <class T>
 void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     const bool plane = src->dataOrder == VSK_DATA_ORDER_PLANE;
@@ -402,32 +419,12 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     };
 
     switch (job.interpolate) {
-        case VSK_INTER_LINEAR: {
-            LinearPos* xp = scratch.take<LinearPos>(shape.cols);
-            LinearPos* yp = scratch.take<LinearPos>(shape.rows);
-            RowBuffers<2> buf;
-            for (float*& r : buf.row) r = scratch.take<float>(bufferCols);
-            if (!scratch.ok()) return;
-            linearPositions(job.ax, xp);
-            linearPositions(job.ay, yp);
-            withChannels(shape.ch, [&](auto ch) {
-                eachPass([&](const View<T>& v) { linearPass<T, decltype(ch)::value>(v, shape, xp, yp, buf); });
-            });
+        case VSK_INTER_LINEAR:
+            separable<T, LinearPos, 2>(job, shape, scratch, bufferCols, eachPass);
             break;
-        }
-        case VSK_INTER_CUBIC: {
-            CubicPos* xp = scratch.take<CubicPos>(shape.cols);
-            CubicPos* yp = scratch.take<CubicPos>(shape.rows);
-            RowBuffers<4> buf;
-            for (float*& r : buf.row) r = scratch.take<float>(bufferCols);
-            if (!scratch.ok()) return;
-            cubicPositions(job.ax, xp);
-            cubicPositions(job.ay, yp);
-            withChannels(shape.ch, [&](auto ch) {
-                eachPass([&](const View<T>& v) { cubicPass<T, decltype(ch)::value>(v, shape, xp, yp, buf); });
-            });
+        case VSK_INTER_CUBIC:
+            separable<T, CubicPos, 4>(job, shape, scratch, bufferCols, eachPass);
             break;
-        }
         default: {
             int* xs = scratch.take<int>(shape.cols);
             int* ys = scratch.take<int>(shape.rows);
@@ -441,7 +438,7 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
         }
     }
 
-    if (overlap) {
+    if (overlap && scratch.ok()) {
         const std::int64_t end = imageStride(dst) * dst->height / static_cast<std::int64_t>(sizeof(T)) -
                                  (dBase - reinterpret_cast<T*>(dst->imageData));
         for (int j = 0; j < shape.rows; ++j)

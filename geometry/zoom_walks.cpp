@@ -27,20 +27,6 @@ bool layout(const VskImage* src, const VskImage* dst, double xInv, double yInv, 
     return true;
 }
 
-// One part along an axis: start inside the tile, size, and the index of its
-// first pixel counted from the rectangle's start.
-struct Span {
-    int start, size, offset;
-};
-
-Span span(int index, int count, int inner, int tile, int total) {
-    const int first = count == 1 ? total : tile - inner;
-    if (index == 0) return {inner, first, 0};
-    const int offset = first + (index - 1) * tile;
-    if (index == count - 1) return {0, ((total - 1 + inner) % tile) + 1, offset};
-    return {0, tile, offset};
-}
-
 struct Part {
     int col, row;
     Span x, y;
@@ -61,9 +47,9 @@ bool forEachPart(const Grid& g, const int* dstTile, F&& visit) {
         j1 = j + 1;
     }
     for (int i = i0; i < i1; ++i) {
-        const Span y = span(i, r.nr, r.oy, g.tileHeight, r.rows);
+        const Span y = partSpan(i, r.nr, r.oy, g.tileHeight, r.rows);
         for (int j = j0; j < j1; ++j)
-            if (!visit(Part{r.fc + j, r.fr + i, span(j, r.nc, r.ox, g.tileWidth, r.cols), y}))
+            if (!visit(Part{r.fc + j, r.fr + i, partSpan(j, r.nc, r.ox, g.tileWidth, r.cols), y}))
                 return false;
     }
     return true;
