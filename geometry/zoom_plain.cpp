@@ -111,8 +111,8 @@ public:
         if (p) blocks_[n_++] = p;
         return static_cast<U*>(p);
     }
-    // False when a block could not be had; true also stops on a negative
-    // error status, as after each buffer.
+    // False when a block could not be had, or when the error status is
+    // negative (it is read after the buffers are taken).
     bool ok() const { return !failed_ && !statusNegative(); }
 
 private:
@@ -187,13 +187,18 @@ inline T linearValue(double a, double b, double f) {
     return static_cast<T>(roundInt((b - a) * f + a));
 }
 
+// The Newton differences of four neighbours.
+struct Differences {
+    double d1, d2, d3;
+    Differences(double q0, double q1, double q2, double q3)
+        : d1(q1 - q0), d2((q2 - q1) - d1), d3((q3 - 2 * q2 + q1) - d2) {}
+};
+
 // The vertical step of cubic for one value, clamped to the depth's range.
 template <class T>
 inline T cubicValue(double q0, double q1, double q2, double q3, const CubicPos& y) {
-    const double d1 = q1 - q0;
-    const double d2 = (q2 - q1) - d1;
-    const double d3 = (q3 - 2 * q2 + q1) - d2;
-    const int r = roundInt((y.c1 * d1 + q0) + y.c2 * d2 + y.c3 * d3);
+    const Differences d(q0, q1, q2, q3);
+    const int r = roundInt((y.c1 * d.d1 + q0) + y.c2 * d.d2 + y.c3 * d.d3);
     return static_cast<T>(std::clamp(r, 0, static_cast<int>(std::numeric_limits<T>::max())));
 }
 
@@ -319,11 +324,10 @@ void pass(const View<T>& v, const Shape& s, const CubicPos* xp, const CubicPos* 
                 const T* p2 = row + static_cast<std::ptrdiff_t>(x.s[2]) * s.sPix;
                 const T* p3 = row + static_cast<std::ptrdiff_t>(x.s[3]) * s.sPix;
                 for (int c = 0; c < ch; ++c) {
-                    const double q0 = p0[c], q1 = p1[c], q2 = p2[c], q3 = p3[c];
-                    const double d1 = q1 - q0;
-                    const double d2 = (q2 - q1) - d1;
-                    const double d3 = (q3 - 2 * q2 + q1) - d2;
-                    h[i * ch + c] = static_cast<float>(d3 * x.c3 + (d1 * x.c1 + d2 * x.c2) + q0);
+                    const double q0 = p0[c];
+                    const Differences d(q0, p1[c], p2[c], p3[c]);
+                    h[i * ch + c] =
+                        static_cast<float>(d.d3 * x.c3 + (d.d1 * x.c1 + d.d2 * x.c2) + q0);
                 }
             }
         });

@@ -39,12 +39,12 @@ bool forEachPart(const Grid& g, const int* dstTile, F&& visit) {
     const TileRange& r = g.range;
     int i0 = 0, i1 = r.nr, j0 = 0, j1 = r.nc;
     if (dstTile) {
-        const int j = dstTile[0] - r.fc, i = dstTile[1] - r.fr;
+        const std::int64_t j = std::int64_t{dstTile[0]} - r.fc, i = std::int64_t{dstTile[1]} - r.fr;
         if (j < 0 || j >= r.nc || i < 0 || i >= r.nr) return false;
-        i0 = i;
-        i1 = i + 1;
-        j0 = j;
-        j1 = j + 1;
+        i0 = static_cast<int>(i);
+        i1 = i0 + 1;
+        j0 = static_cast<int>(j);
+        j1 = j0 + 1;
     }
     for (int i = i0; i < i1; ++i) {
         const Span y = partSpan(i, r.nr, r.oy, g.tileHeight, r.rows);
@@ -56,21 +56,22 @@ bool forEachPart(const Grid& g, const int* dstTile, F&& visit) {
 }
 
 // Where a part's source starts on one axis: the image position of its first
-// source pixel and the fraction left over.
+// source pixel and the fraction left over, for the part whose first pixel is
+// the `first`-th of the destination rectangle.
 struct Start {
     int pos;
     double frac;
 };
 
-Start sourceStart(int interpolate, double inv, int roiOffset, int index) {
+Start sourceStart(int interpolate, double inv, int roiOffset, int first) {
     if (interpolate == VSK_INTER_NN) {
         // Deliberately the step between parts is rounded with rint while the
         // kernel's own step uses int(); the two may differ by one unit.
         const std::int64_t a =
-            std::int64_t{roiOffset} * kOne + std::int64_t{index} * roundEven(inv * kOne);
+            std::int64_t{roiOffset} * kOne + std::int64_t{first} * roundEven(inv * kOne);
         return {static_cast<int>(a >> 14), a * (1.0 / kOne) - static_cast<double>(a >> 14)};
     }
-    const double s = index * inv + roiOffset;
+    const double s = first * inv + roiOffset;
     const int pos = roundInt(s);
     return {pos, s - pos};
 }
@@ -137,6 +138,28 @@ private:
     bool empty_ = false;
 };
 
+// The parameters of one zoom call.
+struct Zoom {
+    double xInv, yInv;
+    int interpolate;
+};
+
+// Zooms `src` (whose ROI starts at the part's source) into one destination
+// tile, requested for writing and then given back. A tile that is not handed
+// out is reported at `line`; false then.
+bool zoomIntoTile(const VskImage* src, VskImage* dst, const Zoom& z, const Part& p,
+                  const Starts& at, int line) {
+    void* data = acquireTile(dst, p.col, p.row, VSK_TILE_WRITE);
+    if (!data) {
+        report(kSite, line, "Error get tile to write", VSK_STATUS_UNKNOWN);
+        return false;
+    }
+    TileHeader tile(dst, data, roiCoi(dst), p.x.start, p.y.start, p.y.size, p.x.size);
+    plainZoom(src, &tile.header, z.xInv, z.yInv, z.interpolate, at.x.frac, at.y.frac);
+    releaseTile(dst, p.col, p.row, data);
+    return true;
+}
+
 }  // namespace
 
 void destinationTileWalk(VskImage* src, VskImage* dst, double xInv, double yInv,
@@ -150,20 +173,11 @@ void destinationTileWalk(VskImage* src, VskImage* dst, double xInv, double yInv,
     if (!own) return;
     VskROI* callers = src->roi;
     src->roi = own;
-    const int coi = roiCoi(dst);
     const bool completed = forEachPart(grid, dstTile, [&](const Part& p) {
         const Starts at = partStarts(interpolate, xInv, yInv, x0, y0, p);
         own->xOffset = at.x.pos;
         own->yOffset = at.y.pos;
-        void* data = acquireTile(dst, p.col, p.row, VSK_TILE_WRITE);
-        if (!data) {
-            report(kSite, 1031, "Error get tile to write", VSK_STATUS_UNKNOWN);
-            return false;
-        }
-        TileHeader tile(dst, data, coi, p.x.start, p.y.start, p.y.size, p.x.size);
-        plainZoom(src, &tile.header, xInv, yInv, interpolate, at.x.frac, at.y.frac);
-        releaseTile(dst, p.col, p.row, data);
-        return true;
+        return zoomIntoTile(src, dst, {xInv, yInv, interpolate}, p, at, 1031);
     });
     if (!completed) return;  // deliberately still on the private ROI
     src->roi = callers;
@@ -194,21 +208,12 @@ void combinedWalk(const VskImage* src, VskImage* dst, double xInv, double yInv, 
     Grid grid;
     if (!layout(src, dst, xInv, yInv, dst->tileInfo->width, dst->tileInfo->height, &grid)) return;
     const int x0 = roiX(src), y0 = roiY(src);
-    const int coi = roiCoi(dst);
     forEachPart(grid, dstTile, [&](const Part& p) {
         const Starts at = partStarts(interpolate, xInv, yInv, x0, y0, p);
         Fetched source(src, interpolate, at, p.x.size, p.y.size);
         if (source.empty()) return true;
         if (!source.ok()) return false;
-        void* data = acquireTile(dst, p.col, p.row, VSK_TILE_WRITE);
-        if (!data) {
-            report(kSite, 658, "Error get tile to write", VSK_STATUS_UNKNOWN);
-            return false;
-        }
-        TileHeader tile(dst, data, coi, p.x.start, p.y.start, p.y.size, p.x.size);
-        plainZoom(source.header(), &tile.header, xInv, yInv, interpolate, at.x.frac, at.y.frac);
-        releaseTile(dst, p.col, p.row, data);
-        return true;
+        return zoomIntoTile(source.header(), dst, {xInv, yInv, interpolate}, p, at, 658);
     });
 }
 
