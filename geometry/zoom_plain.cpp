@@ -152,9 +152,12 @@ void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys)
             continue;
         }
         const T* row = v.src + ys[j] * v.sStride;
-        for (int i = 0; i < s.cols; ++i) {
-            const T* p = row + static_cast<std::ptrdiff_t>(xs[i]) * s.sPix;
-            T* q = d + static_cast<std::ptrdiff_t>(i) * s.dPix;
+        // Locals, so that byte stores need not reload them.
+        const std::ptrdiff_t sPix = s.sPix, dPix = s.dPix;
+        const int cols = s.cols;
+        for (int i = 0; i < cols; ++i) {
+            const T* p = row + xs[i] * sPix;
+            T* q = d + i * dPix;
             for (int c = 0; c < ch; ++c) q[c] = p[c];
         }
     }
