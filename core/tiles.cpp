@@ -6,14 +6,8 @@
 
 namespace vsk {
 
-namespace {
-
 // Geometry of the part with `index` along one axis: first part from the inner
 // offset, last part up to the rectangle's end, full tiles in between.
-struct Span {
-    int start, size, offset;
-};
-
 Span partSpan(int index, int count, int inner, int tile, int total) {
     const int first = count == 1 ? total : tile - inner;
     if (index == 0) return {inner, first, 0};
@@ -21,8 +15,6 @@ Span partSpan(int index, int count, int inner, int tile, int total) {
     if (index == count - 1) return {0, ((total - 1 + inner) % tile) + 1, offset};
     return {0, tile, offset};
 }
-
-}  // namespace
 
 TileRange tileRange(int x, int y, int rows, int cols, int tileWidth, int tileHeight) {
     TileRange r;

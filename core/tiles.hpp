@@ -26,6 +26,14 @@ bool oneImageTileRange(const VskImage* image, TileRange* range);
 bool twoImageTileRange(const VskImage* tiled, const VskImage* a, const VskImage* b,
                        TileRange* range);
 
+// One part of a walk along one axis: its start inside the tile, its size,
+// and its offset from the rectangle's start, for the part `index` of `count`
+// with the rectangle starting `inner` pixels into its first tile.
+struct Span {
+    int start, size, offset;
+};
+Span partSpan(int index, int count, int inner, int tile, int total);
+
 // One part of a walk: the piece of the rectangle inside one tile.
 struct TilePart {
     int col = 0, row = 0;          // tile column and row in the tile grid
