@@ -47,6 +47,7 @@ struct ElementKernel {
     }
     // Pixels of the row whose unit lies inside the buffer.
     std::int64_t fit(std::int64_t avail) const {
+        if (avail >= lead + std::int64_t{cols - 1} * pitch + unit) return cols;  // the usual case
         if (avail < lead + unit) return 0;
         return std::min<std::int64_t>(cols, (avail - lead - unit) / pitch + 1);
     }
@@ -62,13 +63,13 @@ struct ElementKernel {
         return std::clamp<std::int64_t>((avail - lead - j * pitch) / E, 0, unit / E);
     }
     // Moves the elements of one pixel that lie inside both buffers.
-    void moveEdge(RowRef d, RowRef s, std::int64_t dj, std::int64_t sj) const {
+    void moveEdge(const RowRef& d, const RowRef& s, std::int64_t dj, std::int64_t sj) const {
         const std::int64_t n = std::min(elements(d.avail, dj), elements(s.avail, sj));
         if (n > 0)
             std::memmove(d.base + d.pos + lead + dj * pitch, s.base + s.pos + lead + sj * pitch,
                          static_cast<std::size_t>(n * E));
     }
-    void copy(RowRef d, RowRef s, bool reversed) const {
+    void copy(const RowRef& d, const RowRef& s, bool reversed) const {
         const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
         if (!reversed) {
             const std::int64_t n = std::min(kd, ks);
@@ -94,7 +95,7 @@ struct ElementKernel {
         for (std::int64_t j = j0; j < kd; ++j) moveUnit(dp + j * pitch, sp + (cols - 1 - j) * pitch);
     }
     std::int64_t bufferBytes() const { return std::int64_t{cols} * pitch; }
-    RowRef save(RowRef r, std::uint8_t* buffer) const {
+    RowRef save(const RowRef& r, std::uint8_t* buffer) const {
         const std::int64_t n = std::clamp<std::int64_t>(r.avail, 0, bufferBytes());
         if (n > 0) std::memcpy(buffer, r.base + r.pos, static_cast<std::size_t>(n));
         return {buffer, 0, n};
@@ -110,7 +111,7 @@ struct BitKernel {
         return {a.data, pos, a.size * 8 - pos};
     }
     std::int64_t fit(std::int64_t avail) const { return std::clamp<std::int64_t>(avail, 0, cols); }
-    void copy(RowRef d, RowRef s, bool reversed) const {
+    void copy(const RowRef& d, const RowRef& s, bool reversed) const {
         const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
         if (!reversed) {
             copyBits(d.base, d.pos, s.base, s.pos, std::min(kd, ks));
@@ -120,7 +121,7 @@ struct BitKernel {
         if (j0 < kd) copyBitsReversed(d.base, d.pos + j0, s.base, s.pos + cols - kd, kd - j0);
     }
     std::int64_t bufferBytes() const { return (std::int64_t{cols} + 7) / 8; }
-    RowRef save(RowRef r, std::uint8_t* buffer) const {
+    RowRef save(const RowRef& r, std::uint8_t* buffer) const {
         const std::int64_t n = fit(r.avail);
         copyBits(buffer, 0, r.base, r.pos, n);
         return {buffer, 0, n};
