@@ -45,8 +45,10 @@ void copyBits(std::uint8_t* dst, std::int64_t d, const std::uint8_t* src, std::i
     if (((s + k) & 7) == 0) {
         // Same phase: whole bytes move at once.
         const std::int64_t bytes = (n - k) >> 3;
-        std::memmove(dst + ((d + k) >> 3), src + ((s + k) >> 3), static_cast<std::size_t>(bytes));
-        k += bytes << 3;
+        if (bytes > 0) {
+            std::memmove(dst + ((d + k) >> 3), src + ((s + k) >> 3), static_cast<std::size_t>(bytes));
+            k += bytes << 3;
+        }
     } else {
         for (; n - k >= 8; k += 8) dst[(d + k) >> 3] = byteAt(src, s + k);
     }
