@@ -1,6 +1,7 @@
 // Box blur: every destination pixel of the region of interest becomes the
 // mean of a box of source pixels placed by an anchor; plain and tiled.
 #include <algorithm>
+#include <new>
 #include <vector>
 
 #include "boxsum.hpp"

@@ -90,6 +90,7 @@ struct ElementKernel {
         const std::int64_t j0 = std::max<std::int64_t>(cols - ks, 0);
         if (j0 > 0 && j0 - 1 <= kd) moveEdge(d, s, j0 - 1, cols - j0);
         if (kd < cols && kd >= j0) moveEdge(d, s, kd, cols - 1 - kd);
+        if (j0 >= kd) return;
         std::uint8_t* dp = d.base + d.pos + lead;
         const std::uint8_t* sp = s.base + s.pos + lead;
         for (std::int64_t j = j0; j < kd; ++j) moveUnit(dp + j * pitch, sp + (cols - 1 - j) * pitch);
