@@ -71,15 +71,19 @@ public:
     }
 
     void run() {
+        // Held tiles: those of the last tile row, and of the current and the
+        // previous tile column above it; the others are given back by then.
         try {
-            held_.assign(static_cast<std::size_t>(j1_ - j0_) * static_cast<std::size_t>(i1_ - i0_),
-                         nullptr);
+            const std::size_t rows = static_cast<std::size_t>(i1_ - i0_);
+            columns_[0].assign(rows, nullptr);
+            columns_[1].assign(rows, nullptr);
+            lastRow_.assign(static_cast<std::size_t>(j1_ - j0_), nullptr);
         } catch (const std::bad_alloc&) {
             return;
         }
         for (int j = j0_; j < j1_; ++j) {
             for (int i = i0_; i < i1_; ++i) {
-                if (!write(i, j)) return giveBackAll();
+                if (!write(i, j)) return giveBackHeld(j);
                 if (j > j0_ && i > i0_) giveBack(i - 1, j - 1);
             }
         }
@@ -91,8 +95,8 @@ private:
     int tw() const { return blur_.dst->tileInfo->width; }
     int th() const { return blur_.dst->tileInfo->height; }
     void*& slot(int i, int j) {
-        return held_[static_cast<std::size_t>(j - j0_) * static_cast<std::size_t>(i1_ - i0_) +
-                     static_cast<std::size_t>(i - i0_)];
+        if (i == i1_ - 1) return lastRow_[static_cast<std::size_t>(j - j0_)];
+        return columns_[(j - j0_) & 1][static_cast<std::size_t>(i - i0_)];
     }
 
     bool write(int i, int j) {
@@ -115,17 +119,19 @@ private:
         data = nullptr;
     }
 
-    // After a failure the tiles still held are given back, column by column.
-    void giveBackAll() {
-        for (int j = j0_; j < j1_; ++j)
-            for (int i = i0_; i < i1_; ++i) giveBack(i, j);
+    // After a failure in tile column `current` the tiles still held are given
+    // back, column by column.
+    void giveBackHeld(int current) {
+        for (int j = j0_; j <= current; ++j)
+            for (int i = i0_; i < i1_; ++i)
+                if (j >= current - 1 || i == i1_ - 1) giveBack(i, j);
     }
 
     const Blur& blur_;
     int dx_, dy_, rows_, cols_;
     TileRange range_;
     int i0_ = 0, i1_, j0_ = 0, j1_;
-    std::vector<void*> held_;
+    std::vector<void*> columns_[2], lastRow_;
 };
 
 }  // namespace

@@ -277,8 +277,14 @@ TEST(BlurTiled, TilesAreReleasedLateAndAfterAFailure) {
     t.refuse.insert({1, 1});
     tvskBlur(src.get(), t.get(), 3, 3, 1, 1, nullptr);
     EXPECT_EQ(describe(t.log), "(2,0,0)(2,0,1)(2,1,0)(2,1,1)(4,0,0)(4,0,1)(4,1,0)");
-    EXPECT_EQ(t.held, 0);
-    EXPECT_EQ(t.badReleases, 0);
+    TiledImage u(1, VSK_8U, 0, 24, 32, 8, 8);  // 4 x 3 tiles, the third column refused
+    u.refuse.insert({2, 1});
+    ImagePtr big = makeImage(1, VSK_8U, 0, 24, 32);
+    tvskBlur(big.get(), u.get(), 3, 3, 1, 1, nullptr);
+    EXPECT_EQ(describe(u.log), "(2,0,0)(2,0,1)(2,0,2)(2,1,0)(2,1,1)(4,0,0)(2,1,2)(4,0,1)(2,2,0)(2,2,1)"
+                               "(4,0,2)(4,1,0)(4,1,1)(4,1,2)(4,2,0)");
+    EXPECT_EQ(t.held + u.held, 0);
+    EXPECT_EQ(t.badReleases + u.badReleases, 0);
     // A source that can't be fetched: nothing is written.
     t.refuse.clear();
     t.refuse.insert({2, 0});
