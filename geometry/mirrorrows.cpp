@@ -1,0 +1,210 @@
+#include "mirrorrows.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "bitrow.hpp"
+
+namespace vsk {
+
+namespace {
+
+// One image's buffer as the kernels see it.
+struct Area {
+    std::uint8_t* data;
+    std::int64_t size;   // bytes that may be touched
+    std::int64_t step;   // bytes per row
+    std::int64_t plane;  // bytes per plane
+    std::int64_t x, y;   // the rectangle's first column and row
+
+    explicit Area(const VskImage* image)
+        : data(reinterpret_cast<std::uint8_t*>(image->imageData)),
+          size(image->dataSize),
+          step(image->widthStep),
+          plane(std::int64_t{image->widthStep} * image->height),
+          x(roiX(image)),
+          y(roiY(image)) {}
+};
+
+// A row of the rectangle: its first pixel at base + pos (bytes, or bits for
+// 1-bit data), with `avail` units of the buffer from there on.
+struct RowRef {
+    std::uint8_t* base;
+    std::int64_t pos;
+    std::int64_t avail;
+};
+
+// Pixels of `pitch` bytes of which `unit` bytes from `lead` on move (a whole
+// pixel, or one channel of interest). G is the number of E-byte elements in
+// the unit when known at compile time, else 0.
+template <int E, int G>
+struct ElementKernel {
+    int cols, pitch, lead, unit;
+
+    RowRef row(const Area& a, std::int64_t planeOffset, int r) const {
+        const std::int64_t pos = planeOffset + a.step * (a.y + r) + a.x * pitch;
+        return {a.data, pos, a.size - pos};
+    }
+    // Pixels of the row whose unit lies inside the buffer.
+    std::int64_t fit(std::int64_t avail) const {
+        if (avail >= lead + std::int64_t{cols - 1} * pitch + unit) return cols;  // the usual case
+        if (avail < lead + unit) return 0;
+        return std::min<std::int64_t>(cols, (avail - lead - unit) / pitch + 1);
+    }
+    void moveUnit(std::uint8_t* d, const std::uint8_t* s) const {
+        if constexpr (G > 0) {
+            for (int k = 0; k < G; ++k) std::memcpy(d + k * E, s + k * E, E);
+        } else {
+            for (int k = 0; k < unit; k += E) std::memcpy(d + k, s + k, E);
+        }
+    }
+    // Elements of pixel j's unit inside the buffer: a pixel can straddle its end.
+    std::int64_t elements(std::int64_t avail, std::int64_t j) const {
+        return std::clamp<std::int64_t>((avail - lead - j * pitch) / E, 0, unit / E);
+    }
+    // Moves the elements of one pixel that lie inside both buffers.
+    void moveEdge(const RowRef& d, const RowRef& s, std::int64_t dj, std::int64_t sj) const {
+        const std::int64_t n = std::min(elements(d.avail, dj), elements(s.avail, sj));
+        if (n > 0)
+            std::memmove(d.base + d.pos + lead + dj * pitch, s.base + s.pos + lead + sj * pitch,
+                         static_cast<std::size_t>(n * E));
+    }
+    void copy(const RowRef& d, const RowRef& s, bool reversed) const {
+        const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
+        if (!reversed) {
+            const std::int64_t n = std::min(kd, ks);
+            if (n < cols) moveEdge(d, s, n, n);
+            if (n <= 0) return;
+            if (unit == pitch) {
+                std::memmove(d.base + d.pos, s.base + s.pos, static_cast<std::size_t>(n * pitch));
+                return;
+            }
+            std::uint8_t* dp = d.base + d.pos + lead;
+            const std::uint8_t* sp = s.base + s.pos + lead;
+            for (std::int64_t j = 0; j < n; ++j) moveUnit(dp + j * pitch, sp + j * pitch);
+            return;
+        }
+        // Destination pixel j receives source pixel cols - 1 - j; whole units
+        // for j in [j0, kd), and the pixels at either end of that range may be
+        // cut by a buffer's end.
+        const std::int64_t j0 = std::max<std::int64_t>(cols - ks, 0);
+        if (j0 > 0 && j0 - 1 <= kd) moveEdge(d, s, j0 - 1, cols - j0);
+        if (kd < cols && kd >= j0) moveEdge(d, s, kd, cols - 1 - kd);
+        if (j0 >= kd) return;
+        std::uint8_t* dp = d.base + d.pos + lead;
+        const std::uint8_t* sp = s.base + s.pos + lead;
+        for (std::int64_t j = j0; j < kd; ++j) moveUnit(dp + j * pitch, sp + (cols - 1 - j) * pitch);
+    }
+    std::int64_t bufferBytes() const { return std::int64_t{cols} * pitch; }
+    RowRef save(const RowRef& r, std::uint8_t* buffer) const {
+        const std::int64_t n = std::clamp<std::int64_t>(r.avail, 0, bufferBytes());
+        if (n > 0) std::memcpy(buffer, r.base + r.pos, static_cast<std::size_t>(n));
+        return {buffer, 0, n};
+    }
+};
+
+// 1-bit rows: positions and sizes in bits.
+struct BitKernel {
+    int cols;
+
+    RowRef row(const Area& a, std::int64_t, int r) const {
+        const std::int64_t pos = a.step * (a.y + r) * 8 + a.x;
+        return {a.data, pos, a.size * 8 - pos};
+    }
+    std::int64_t fit(std::int64_t avail) const { return std::clamp<std::int64_t>(avail, 0, cols); }
+    void copy(const RowRef& d, const RowRef& s, bool reversed) const {
+        const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
+        if (!reversed) {
+            copyBits(d.base, d.pos, s.base, s.pos, std::min(kd, ks));
+            return;
+        }
+        const std::int64_t j0 = cols - ks;
+        if (j0 < kd) copyBitsReversed(d.base, d.pos + j0, s.base, s.pos + cols - kd, kd - j0);
+    }
+    std::int64_t bufferBytes() const { return (std::int64_t{cols} + 7) / 8; }
+    RowRef save(const RowRef& r, std::uint8_t* buffer) const {
+        const std::int64_t n = fit(r.avail);
+        copyBits(buffer, 0, r.base, r.pos, n);
+        return {buffer, 0, n};
+    }
+};
+
+// Flips one plane: rows reversed for flipAxis 0 and -1, pixels within rows
+// for 1 and -1. In place (buffer given) rows are exchanged from the outside
+// in through the one-row buffer, the middle row of an odd count with itself.
+template <class K>
+void mirrorPlane(const K& k, const Area& s, const Area& d, std::int64_t sPlane,
+                 std::int64_t dPlane, int rows, int flipAxis, std::uint8_t* buffer) {
+    const bool reversed = flipAxis != 0, flipRows = flipAxis != 1;
+    if (!buffer) {
+        for (int i = 0; i < rows; ++i)
+            k.copy(k.row(d, dPlane, i), k.row(s, sPlane, flipRows ? rows - 1 - i : i), reversed);
+        return;
+    }
+    const int passes = flipRows ? (rows + 1) / 2 : rows;
+    for (int i = 0; i < passes; ++i) {
+        const RowRef a = k.row(d, dPlane, i);
+        const RowRef saved = k.save(a, buffer);
+        if (!flipRows) {
+            k.copy(a, saved, true);
+            continue;
+        }
+        const RowRef b = k.row(d, dPlane, rows - 1 - i);
+        k.copy(a, b, reversed);
+        k.copy(b, saved, reversed);
+    }
+}
+
+// Runs a kernel over planes first .. first + count - 1 (one for pixel order).
+template <class K>
+void runKernel(const K& k, const VskImage* src, VskImage* dst, int first, int count, int rows,
+               int flipAxis) {
+    const Area s(src), d(dst);
+    std::uint8_t* buffer = nullptr;
+    if (src == dst) {
+        const std::int64_t bytes = k.bufferBytes();
+        // Without a row buffer the image is left as it was.
+        if (!fitsInt(bytes)) return;
+        buffer = static_cast<std::uint8_t*>(vskAllocAligned(static_cast<int>(bytes)));
+        if (!buffer) return;
+    }
+    for (int p = first; p < first + count; ++p)
+        mirrorPlane(k, s, d, p * s.plane, p * d.plane, rows, flipAxis, buffer);
+    vskFreeAligned(buffer);
+}
+
+template <int E>
+void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
+                 int flipAxis) {
+    if (src->dataOrder == VSK_DATA_ORDER_PLANE) {
+        // One element per pixel, plane by plane.
+        const ElementKernel<E, 1> k{cols, E, 0, E};
+        if (coi > 0) return runKernel(k, src, dst, coi - 1, 1, rows, flipAxis);
+        return runKernel(k, src, dst, 0, channels, rows, flipAxis);
+    }
+    const int n = src->nChannels;
+    auto run = [&](const auto& k) { runKernel(k, src, dst, 0, 1, rows, flipAxis); };
+    if (coi > 0) return run(ElementKernel<E, 1>{cols, n * E, (coi - 1) * E, E});
+    switch (n) {
+        case 1: return run(ElementKernel<E, 1>{cols, E, 0, E});
+        case 3: return run(ElementKernel<E, 3>{cols, 3 * E, 0, 3 * E});
+        case 4: return run(ElementKernel<E, 4>{cols, 4 * E, 0, 4 * E});
+        default: return run(ElementKernel<E, 0>{cols, n * E, 0, n * E});
+    }
+}
+
+}  // namespace
+
+void mirrorPixels(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
+                  int flipAxis) {
+    if (rows <= 0 || cols <= 0) return;
+    switch (src->depth) {
+        case VSK_1U: return runKernel(BitKernel{cols}, src, dst, 0, 1, rows, flipAxis);
+        case VSK_8U: case VSK_8S: return runElements<1>(src, dst, channels, coi, rows, cols, flipAxis);
+        case VSK_16U: case VSK_16S: return runElements<2>(src, dst, channels, coi, rows, cols, flipAxis);
+        case VSK_32S: return runElements<4>(src, dst, channels, coi, rows, cols, flipAxis);
+        default: return;  // no kernel for this depth: nothing is done
+    }
+}
+
+}  // namespace vsk

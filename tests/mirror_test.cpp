@@ -1,0 +1,269 @@
+// Mirror: checks, random images against a per-element model (all axes, in
+// place, channel of interest, mixed data orders, the source-columns rule,
+// 1-bit rows at every bit offset), and the tiled paths against the plain run.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+
+#include "support/samples.hpp"
+
+using namespace vsktest;
+
+namespace {
+
+// Byte offset (bit offset for 1-bit data) of channel c of pixel (x, y),
+// addressed in `order` with the header's own widthStep and height.
+std::int64_t offsetOf(const VskImage* im, int order, std::int64_t x, std::int64_t y, int c) {
+    const std::int64_t step = im->widthStep, e = (im->depth & 0x7FFFFFFFu) >> 3;
+    if (e == 0) return y * step * 8 + x;
+    if (order == VSK_DATA_ORDER_PLANE) return c * step * im->height + y * step + x * e;
+    return y * step + (x * im->nChannels + c) * e;
+}
+
+// The destination's bytes after the mirror. The rectangle is the smaller of
+// the two ROIs bounded by their images, except that a source ROI wider than
+// the room right of its offset has (height - yOffset) columns. Every element
+// moves from its mirrored source position, both images addressed in the
+// source's order; elements outside either buffer don't move.
+std::vector<std::uint8_t> mirrorModel(const std::vector<std::uint8_t>& from, const VskImage* src,
+                                      const VskImage* dst, int flip) {
+    auto geometry = [](const VskImage* im, bool source, int* x, int* y, int* rows, int* cols) {
+        const VskROI* r = im->roi;
+        *x = r ? r->xOffset : 0;
+        *y = r ? r->yOffset : 0;
+        const int h = r ? r->height : im->height, w = r ? r->width : im->width;
+        *rows = std::min(h, im->height - *y);
+        *cols = source && w > im->width - *x ? im->height - *y : std::min(w, im->width - *x);
+    };
+    int sx, sy, sr, sc, dx, dy, dr, dc;
+    geometry(src, true, &sx, &sy, &sr, &sc);
+    geometry(dst, false, &dx, &dy, &dr, &dc);
+    const int rows = std::min(sr, dr), cols = std::min(sc, dc);
+    const int coi = src->roi ? src->roi->coi : 0, e = (src->depth & 0x7FFFFFFFu) >> 3;
+    std::vector<std::uint8_t> out = bytesOf(dst);
+    for (int i = 0; i < rows; ++i)
+        for (int j = 0; j < cols; ++j)
+            for (int c = coi ? coi - 1 : 0; c < (coi ? coi : src->nChannels); ++c) {
+                const std::int64_t so = offsetOf(src, src->dataOrder, sx + (flip != 0 ? cols - 1 - j : j),
+                                                 sy + (flip != 1 ? rows - 1 - i : i), c);
+                const std::int64_t d = offsetOf(dst, src->dataOrder, dx + j, dy + i, c);
+                if (e == 0 && so < src->dataSize * 8LL && d < dst->dataSize * 8LL) {
+                    const auto mask = static_cast<std::uint8_t>(0x80 >> (d % 8));
+                    out[d / 8] = static_cast<std::uint8_t>((from[so / 8] >> (7 - so % 8)) & 1 ? out[d / 8] | mask
+                                                                                            : out[d / 8] & ~mask);
+                } else if (e > 0 && so + e <= src->dataSize && d + e <= dst->dataSize) {
+                    std::copy_n(&from[so], e, &out[d]);
+                }
+            }
+    return out;
+}
+
+// Mirrors and compares with the model; the source must not change (unless in place).
+void expectModel(VskImage* src, VskImage* dst, int flip) {
+    const auto before = bytesOf(src);
+    const auto expected = mirrorModel(before, src, dst, flip);
+    tvskMirror(src, dst, flip, nullptr);
+    ASSERT_EQ(bytesOf(dst), expected);
+    if (src != dst) {
+        ASSERT_EQ(bytesOf(src), before);
+    }
+}
+
+}  // namespace
+
+TEST(Mirror, ChecksInOrderWithTheirLines) {
+    ErrorCapture capture;
+    struct Case {
+        std::function<void(VskImage*, VskImage*, int&)> arrange;
+        int line;
+        const char* text;  // null: the header message
+    } cases[] = {
+        {[](VskImage* s, VskImage*, int& f) { s->align = 2; f = 7; }, 2098, nullptr},
+        {[](VskImage*, VskImage* d, int&) { d->nChannels = 0; }, 2099, nullptr},
+        {[](VskImage* s, VskImage*, int& f) { s->depth = VSK_8S; f = 5; }, 2101, "(srcImage->depth!=dstImage->depth)"},
+        {[](VskImage* s, VskImage*, int& f) { s->nChannels = 2; f = 5; }, 2102,
+         "(srcImage->nChannels!=dstImage->nChannels)"},
+        {[](VskImage* s, VskImage*, int& f) { setRoi(s, 1, 0, 0, 2, 2); f = 2; }, 2103, "((flipAxis>1)||(flipAxis<-1))"},
+        {[](VskImage*, VskImage*, int& f) { f = -2; }, 2103, "((flipAxis>1)||(flipAxis<-1))"},
+        {[](VskImage* s, VskImage*, int&) { setRoi(s, 1, 0, 0, 2, 2); }, 2113, "(coiSrc!=coiDst)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.line);
+        ImagePtr src = makeImage(3, VSK_8U, 0, 4, 5, 7), dst = makeImage(3, VSK_8U, 0, 4, 5, 1);
+        int flip = 0;
+        c.arrange(src.get(), dst.get(), flip);
+        capture.clear();
+        tvskMirror(src.get(), dst.get(), flip, nullptr);
+        expectArgumentReport(capture, "vskMirror", "vskmirr", c.line, c.text);
+        EXPECT_EQ(bytesOf(dst.get()), std::vector<std::uint8_t>(dst->dataSize, 1));
+    }
+}
+
+// Random images, ROIs (some wider than the source), channels of interest and
+// data orders at every depth, into another image and in place, over buffers
+// that end at an inaccessible page.
+TEST(Mirror, RandomImagesMatchTheModel) {
+    ErrorCapture capture;
+    std::mt19937 rng(2024);
+    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    for (unsigned depth : {VSK_1U, VSK_8U, VSK_8S, VSK_16U, VSK_16S, VSK_32S})
+        for (int trial = 0; trial < 80; ++trial) {
+            const int n = depth == VSK_1U ? 1 : pick(1, 5), order = pick(0, 1), flip = pick(-1, 1);
+            const int sh = pick(1, 13), sw = pick(1, 21), dh = pick(1, 13), dw = pick(1, 21);
+            GuardedImage src(n, depth, order, sh, sw, trial % 4 < 2 ? 8 : 4);
+            GuardedImage other(n, depth, trial % 5 == 0 ? 1 - order : order, dh, dw);
+            VskImage* dst = trial % 4 == 3 ? src.get() : other.get();
+            fillRandom(src.get(), trial * 7 + 1);
+            fillRandom(other.get(), trial * 7 + 2);
+            const int coi = n > 1 && pick(0, 2) == 0 ? pick(1, n) : 0;
+            if (coi || pick(0, 3) > 0) {
+                setRoi(src.get(), coi, pick(0, sw - 1), pick(0, sh - 1), pick(1, sh), pick(1, sw + 4));
+                if (dst != src.get()) setRoi(dst, coi, pick(0, dw - 1), pick(0, dh - 1), pick(1, dh), pick(1, dw));
+            }
+            SCOPED_TRACE(testing::Message() << "depth " << depth << " trial " << trial << " flip " << flip);
+            expectModel(src.get(), dst, flip);
+        }
+    EXPECT_TRUE(capture.reports().empty());
+}
+
+TEST(Mirror, OneBitAtEveryOffsetKeepsNeighbouringBits) {
+    for (int flip : {0, 1, -1})
+        for (int sx = 0; sx < 16; ++sx)
+            for (int dx = 0; dx < 16; dx += 3)
+                for (int cols : {1, 7, 8, 9, 23}) {
+                    SCOPED_TRACE(testing::Message() << flip << " " << sx << " " << dx << " " << cols);
+                    GuardedImage src(1, VSK_1U, 0, 5, 40), dst(1, VSK_1U, 0, 5, 41);
+                    fillRandom(src.get(), sx * 31 + cols);
+                    fillRandom(dst.get(), dx * 17 + cols);
+                    setRoi(src.get(), 0, sx, 1, 3, cols);
+                    setRoi(dst.get(), 0, dx, 1, 4, cols + 2);
+                    expectModel(src.get(), dst.get(), flip);
+                    expectModel(src.get(), src.get(), flip);
+                }
+}
+
+TEST(Mirror, WideSourceRoiReadsOnButNotPastTheBuffer) {
+    // Source ROI at (6, 1) wider than the 2 columns to its right: columns =
+    // height - 1 = 4, the last two from the start of the next row.
+    ImagePtr src = makeImage(1, VSK_8U, 0, 5, 8), dst = makeImage(1, VSK_8U, 0, 5, 8, 0xEE);
+    for (int i = 0; i < src->dataSize; ++i) src->imageData[i] = static_cast<char>(i);
+    setRoi(src.get(), 0, 6, 1, 1, 9);
+    tvskMirror(src.get(), dst.get(), 1, nullptr);
+    const std::uint8_t want[] = {17, 16, 15, 14, 0xEE};
+    EXPECT_EQ(std::vector<std::uint8_t>(dst->imageData, dst->imageData + 5), std::vector<std::uint8_t>(want, want + 5));
+    // In the last rows the columns stop at the buffer's end, within a pixel.
+    GuardedImage g(3, VSK_8U, 0, 10, 5);
+    fillRandom(g.get(), 3);
+    setRoi(g.get(), 0, 3, 0, 10, 10);
+    ImagePtr wide = makeImage(3, VSK_8U, 0, 10, 12, 0xEE);
+    for (int flip : {0, 1, -1}) expectModel(g.get(), wide.get(), flip);
+}
+
+// ---- tiled images ----------------------------------------------------------------
+
+namespace {
+
+struct TiledCase {
+    unsigned depth;
+    int order, n, sx, sy, dx, dy, rows, cols, coi;  // ROIs of one size in 37 x 29 images
+};
+const TiledCase kTiled[] = {
+    {VSK_8U, 0, 3, 2, 3, 5, 6, 20, 25, 0},
+    {VSK_16S, 1, 2, 0, 0, 9, 4, 17, 19, 2},
+    {VSK_32S, 0, 4, 7, 1, 0, 0, 28, 30, 3},
+    {VSK_1U, 0, 1, 3, 5, 13, 2, 21, 22, 0},
+    {VSK_8S, 0, 1, 1, 1, 3, 3, 6, 5, 0},  // inside one tile
+};
+
+TiledPair pairFor(const TiledCase& c, int tw, int th, std::uint32_t seed) {
+    return TiledPair(c.n, c.depth, c.order, 29, 37, tw, th, fillRandom, seed);
+}
+
+}  // namespace
+
+TEST(MirrorTiled, EveryPathEqualsThePlainRun) {
+    ErrorCapture capture;
+    for (const TiledCase& c : kTiled)
+        for (int flip : {0, 1, -1}) {
+            SCOPED_TRACE(testing::Message() << "depth " << c.depth << " flip " << flip);
+            TiledPair src = pairFor(c, 16, 8, 11), dst = pairFor(c, 8, 16, 12), dst2 = pairFor(c, 8, 8, 12);
+            src.roi(c.coi, c.sx, c.sy, c.rows, c.cols);
+            for (TiledPair* d : {&dst, &dst2}) d->roi(c.coi, c.dx, c.dy, c.rows, c.cols);
+            ImagePtr want = copyOf(dst.plain.get());
+            setRoi(want.get(), c.coi, c.dx, c.dy, c.rows, c.cols);
+            tvskMirror(src.plain.get(), want.get(), flip, nullptr);
+
+            tvskMirror(src.tiled.get(), dst.plain.get(), flip, nullptr);
+            EXPECT_EQ(samples(dst.plain.get()), samples(want.get()));
+            tvskMirror(src.plain.get(), dst.tiled.get(), flip, nullptr);
+            EXPECT_EQ(dst.tiledSamples(), samples(want.get()));
+            tvskMirror(src.tiled.get(), dst2.tiled.get(), flip, nullptr);
+            EXPECT_EQ(dst2.tiledSamples(), samples(want.get()));
+            // In place, plain and tiled.
+            src.roi(c.coi, c.dx, c.dy, c.rows, c.cols);
+            tvskMirror(src.plain.get(), src.plain.get(), flip, nullptr);
+            tvskMirror(src.tiled.get(), src.tiled.get(), flip, nullptr);
+            EXPECT_EQ(src.tiledSamples(), samples(src.plain.get()));
+            for (TiledImage* t : {&src.tiled, &dst.tiled, &dst2.tiled}) {
+                EXPECT_EQ(t->held, 0);
+                EXPECT_EQ(t->badReleases, 0);
+            }
+        }
+    EXPECT_TRUE(capture.reports().empty());
+}
+
+TEST(MirrorTiled, WalkOrderFollowsTheAxis) {
+    // ROI (3, 3) of 10 x 10 in 8 x 8 tiles: tile columns and rows 0 and 1.
+    const char* logs[] = {"(2,1,1)(4,1,1)(2,1,0)(4,1,0)(2,0,1)(4,0,1)(2,0,0)(4,0,0)",   // -1
+                          "(2,0,1)(4,0,1)(2,0,0)(4,0,0)(2,1,1)(4,1,1)(2,1,0)(4,1,0)",   // 0
+                          "(2,1,0)(4,1,0)(2,0,0)(4,0,0)(2,1,1)(4,1,1)(2,0,1)(4,0,1)"};  // 1
+    for (int flip : {-1, 0, 1}) {
+        TiledImage t(1, VSK_8U, 0, 16, 16, 8, 8);
+        setRoi(t.get(), 0, 3, 3, 10, 10);
+        ImagePtr src = makeImage(1, VSK_8U, 0, 16, 16);
+        tvskMirror(src.get(), t.get(), flip, nullptr);
+        EXPECT_EQ(describe(t.log), logs[flip + 1]);
+        // In place the same writes, each after the reads of its strip.
+        t.log.clear();
+        tvskMirror(t.get(), t.get(), flip, nullptr);
+        std::vector<TileCall> writes;
+        for (std::size_t k = 0; k < t.log.size(); ++k)
+            if (t.log[k].mode == VSK_TILE_WRITE) writes.insert(writes.end(), {t.log[k], t.log[k + 1]});
+        EXPECT_EQ(describe(writes), logs[flip + 1]);
+        EXPECT_EQ(t.log.front().mode, VSK_TILE_READ);
+        EXPECT_EQ(t.held, 0);
+    }
+}
+
+TEST(MirrorTiled, TilePointAndRefusedTiles) {
+    ErrorCapture capture;
+    const TiledCase c = kTiled[0];  // destination rectangle (5, 6) to (29, 25)
+    const struct {
+        int x, y, col, row;  // col -1: nothing written
+    } points[] = {{12, 7, 1, 0}, {5, 6, 0, 0}, {29, 25, 3, 3}, {4, 6, -1, 0}, {30, 20, -1, 0}, {10, 26, -1, 0}};
+    for (int flip : {0, 1, -1})
+        for (const auto& p : points) {
+            SCOPED_TRACE(testing::Message() << "flip " << flip << " point " << p.x << "," << p.y);
+            TiledPair src = pairFor(c, 8, 8, 21), dst = pairFor(c, 8, 8, 22);
+            src.roi(0, c.sx, c.sy, c.rows, c.cols);
+            dst.roi(0, c.dx, c.dy, c.rows, c.cols);
+            ImagePtr before = copyOf(dst.plain.get());
+            tvskMirror(src.plain.get(), dst.plain.get(), flip, nullptr);
+            const int point[2] = {p.x, p.y};
+            tvskMirror(src.plain.get(), dst.tiled.get(), flip, point);
+            EXPECT_EQ(dst.tiled.log.size(), p.col < 0 ? 0u : 2u);
+            expectOnlyTileWritten(dst.tiled, dst.plain.get(), before.get(), p.col, p.row);
+        }
+    // A refused destination tile or source block ends the call quietly.
+    TiledImage t(1, VSK_8U, 0, 16, 16, 8, 8), s(1, VSK_8U, 0, 16, 16, 8, 8);
+    t.refuse.insert({0, 0});
+    s.refuse.insert({1, 1});
+    ImagePtr plain = makeImage(1, VSK_8U, 0, 16, 16, 5);
+    tvskMirror(plain.get(), t.get(), 0, nullptr);
+    EXPECT_EQ(describe(t.log), "(2,0,1)(4,0,1)(2,0,0)");
+    tvskMirror(s.get(), plain.get(), -1, nullptr);
+    EXPECT_EQ(bytesOf(plain.get()), std::vector<std::uint8_t>(plain->dataSize, 5));
+    EXPECT_EQ(t.held + s.held, 0);
+    EXPECT_TRUE(capture.reports().empty());
+}
