@@ -2,6 +2,7 @@
 #include "bitrun.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace vsk {
@@ -41,6 +42,36 @@ inline void storeBE64(u8* p, std::uint64_t v) {
         p[i] = static_cast<u8>(v);
         v >>= 8;
     }
+}
+
+// Bit-reversal of every byte value.
+constexpr std::array<std::uint8_t, 256> kReversed = [] {
+    std::array<std::uint8_t, 256> t{};
+    for (int v = 0; v < 256; ++v) {
+        int r = 0;
+        for (int b = 0; b < 8; ++b)
+            if (v & (1 << b)) r |= 0x80 >> b;
+        t[static_cast<std::size_t>(v)] = static_cast<std::uint8_t>(r);
+    }
+    return t;
+}();
+
+inline unsigned bitAt(const std::uint8_t* p, std::int64_t i) {
+    return (p[i >> 3] >> (7 - (i & 7))) & 1u;
+}
+
+inline void putBit(std::uint8_t* p, std::int64_t i, unsigned v) {
+    const auto mask = static_cast<std::uint8_t>(0x80u >> (i & 7));
+    p[i >> 3] = static_cast<std::uint8_t>(v ? (p[i >> 3] | mask) : (p[i >> 3] & ~mask));
+}
+
+// The 8 bits from position i on; they span at most the two bytes that the
+// run itself covers.
+inline std::uint8_t byteAt(const std::uint8_t* p, std::int64_t i) {
+    const int shift = static_cast<int>(i & 7);
+    const std::uint8_t* q = p + (i >> 3);
+    if (shift == 0) return q[0];
+    return static_cast<std::uint8_t>((q[0] << shift) | (q[1] >> (8 - shift)));
 }
 
 }  // namespace
@@ -106,6 +137,15 @@ void swapBits(u8* a, std::int64_t aBit, u8* b, std::int64_t bBit, std::int64_t c
         copyBits(b, bBit + done, a, aBit + done, n);
         copyBits(held, 0, b, bBit + done, n);
     }
+}
+
+void copyBitsReversed(const std::uint8_t* src, std::int64_t s, std::uint8_t* dst,
+                      std::int64_t d, std::int64_t n) {
+    const std::int64_t last = s + n - 1;
+    std::int64_t k = 0;
+    for (; k < n && ((d + k) & 7) != 0; ++k) putBit(dst, d + k, bitAt(src, last - k));
+    for (; n - k >= 8; k += 8) dst[(d + k) >> 3] = kReversed[byteAt(src, last - k - 7)];
+    for (; k < n; ++k) putBit(dst, d + k, bitAt(src, last - k));
 }
 
 }  // namespace vsk

@@ -28,6 +28,11 @@ namespace vsk {
 void copyBits(const std::uint8_t* src, std::int64_t srcBit, std::uint8_t* dst,
               std::int64_t dstBit, std::int64_t count);
 
+// Copies the run at src/srcBit reversed: destination bit dstBit + k receives
+// source bit srcBit + count - 1 - k.
+void copyBitsReversed(const std::uint8_t* src, std::int64_t srcBit, std::uint8_t* dst,
+                      std::int64_t dstBit, std::int64_t count);
+
 // Sets every bit of the run to `value`.
 void fillBits(std::uint8_t* dst, std::int64_t bit, std::int64_t count, bool value);
 

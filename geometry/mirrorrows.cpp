@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "bitrow.hpp"
+#include "bitrun.hpp"
 
 namespace vsk {
 
@@ -115,16 +115,16 @@ struct BitKernel {
     void copy(const RowRef& d, const RowRef& s, bool reversed) const {
         const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
         if (!reversed) {
-            copyBits(d.base, d.pos, s.base, s.pos, std::min(kd, ks));
+            copyBits(s.base, s.pos, d.base, d.pos, std::min(kd, ks));
             return;
         }
         const std::int64_t j0 = cols - ks;
-        if (j0 < kd) copyBitsReversed(d.base, d.pos + j0, s.base, s.pos + cols - kd, kd - j0);
+        if (j0 < kd) copyBitsReversed(s.base, s.pos + cols - kd, d.base, d.pos + j0, kd - j0);
     }
     std::int64_t bufferBytes() const { return (std::int64_t{cols} + 7) / 8; }
     RowRef save(const RowRef& r, std::uint8_t* buffer) const {
         const std::int64_t n = fit(r.avail);
-        copyBits(buffer, 0, r.base, r.pos, n);
+        copyBits(r.base, r.pos, buffer, 0, n);
         return {buffer, 0, n};
     }
 };
