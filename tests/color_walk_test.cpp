@@ -1,0 +1,182 @@
+// The colour module's destination-driven tile walk: tile order, the tile
+// selector, refused tiles, and tiled runs equal to untiled ones.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/colortest.hpp"
+
+using namespace vsktest;
+using namespace colortest;
+
+namespace {
+
+// The call log of a whole walk over a grid of cols x rows tiles: each row
+// ends with the refused tile past its end, the walk with the refused first
+// tile of the row past the grid.
+std::string fullWalk(int cols, int rows) {
+    std::string log;
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < cols; ++c)
+            log += "(2," + std::to_string(c) + "," + std::to_string(r) + ")(4," +
+                   std::to_string(c) + "," + std::to_string(r) + ")";
+        log += "(2," + std::to_string(cols) + "," + std::to_string(r) + ")";
+    }
+    return log + "(2,0," + std::to_string(rows) + ")";
+}
+
+void expectSamePixels(const TiledImage& tiled, const VskImage* plain) {
+    const VskImage* t = tiled.get();
+    for (int y = 0; y < t->height; ++y)
+        for (int x = 0; x < t->width; ++x)
+            for (int c = 0; c < t->nChannels; ++c)
+                ASSERT_EQ(tiled.get(x, y, c), get(plain, x, y, c)) << x << "," << y << "," << c;
+}
+
+}  // namespace
+
+TEST(ColorWalk, TiledDestinationEqualsUntiledRun) {
+    for (int order : {VSK_DATA_ORDER_PIXEL, VSK_DATA_ORDER_PLANE}) {
+        SCOPED_TRACE(order);
+        ErrorCapture capture;
+        ImagePtr src = makeImage(3, VSK_16U, order, 20, 30, 0, 4, "RGB", "BGR");
+        fillRandom(src.get(), 3);
+        ImagePtr plain = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 20, 30);
+        TiledImage tiled(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 20, 30, 8, 8);
+        tvskColorToGray(src.get(), plain.get(), nullptr);
+        tvskColorToGray(src.get(), tiled.get(), nullptr);
+        EXPECT_EQ(reportsOf(capture), "");
+        expectSamePixels(tiled, plain.get());
+        EXPECT_EQ(describe(tiled.log), fullWalk(4, 3));
+        EXPECT_EQ(tiled.held, 0);
+        EXPECT_EQ(tiled.badReleases, 0);
+    }
+}
+
+TEST(ColorWalk, TiledSourcesEqualUntiledRuns) {
+    ErrorCapture capture;
+    // One-bit grey source, tiled, into a plain and into a tiled destination
+    // (plane order: the source's order chooses the layout).
+    ImagePtr bits = makeImage(1, VSK_1U, VSK_DATA_ORDER_PLANE, 17, 21);
+    fillRandom(bits.get(), 5);
+    TiledImage tiledBits(1, VSK_1U, VSK_DATA_ORDER_PLANE, 17, 21, 8, 8);
+    tiledBits.loadFrom(bits.get());
+    ImagePtr plain = makeImage(3, VSK_8U, VSK_DATA_ORDER_PLANE, 17, 21, 0, 4, "RGB", "RGB");
+    ImagePtr fromTiles = makeImage(3, VSK_8U, VSK_DATA_ORDER_PLANE, 17, 21, 0, 4, "RGB", "RGB");
+    TiledImage both(3, VSK_8U, VSK_DATA_ORDER_PLANE, 17, 21, 16, 8);
+    setNames(both.get(), "RGB", "RGB");
+    tvskGrayToColor(bits.get(), plain.get(), 0.2f, 0.7f, 0.1f, nullptr);
+    tvskGrayToColor(tiledBits.get(), fromTiles.get(), 0.2f, 0.7f, 0.1f, nullptr);
+    tvskGrayToColor(tiledBits.get(), both.get(), 0.2f, 0.7f, 0.1f, nullptr);
+    EXPECT_EQ(reportsOf(capture), "");
+    EXPECT_EQ(bytesOf(fromTiles.get()), bytesOf(plain.get()));
+    expectSamePixels(both, plain.get());
+    EXPECT_EQ(tiledBits.held, 0);
+    EXPECT_EQ(tiledBits.badReleases, 0);
+}
+
+TEST(ColorWalk, TileSelector) {
+    struct Case {
+        int tile[2];
+        std::vector<std::pair<int, int>> refuse;
+        const char* log;
+        int changedCol, changedRow;  // the one tile written, or -1
+    } cases[] = {
+        {{-1, -1}, {}, "(2,0,0)(4,0,0)", 0, 0},
+        {{-1, 2}, {}, "(2,0,0)(4,0,0)", 0, 0},
+        {{2, 1}, {}, "(2,2,1)(4,2,1)", 2, 1},
+        // A refused selected tile moves on to the first tile of the next row.
+        {{2, 1}, {{2, 1}}, "(2,2,1)(2,0,2)(4,0,2)", 0, 2},
+        {{5, 5}, {}, "(2,5,5)(2,0,6)", -1, -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.tile[0] << "," << c.tile[1]);
+        ErrorCapture capture;
+        ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 24, 24, 255, 4, "RGB", "RGB");
+        TiledImage dst(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 24, 24, 8, 8);
+        for (const auto& r : c.refuse) dst.refuse.insert(r);
+        int tile[2] = {c.tile[0], c.tile[1]};
+        tvskColorToGray(src.get(), dst.get(), tile);
+        EXPECT_EQ(reportsOf(capture), "");
+        EXPECT_EQ(describe(dst.log), c.log);
+        for (int y = 0; y < 24; ++y)
+            for (int x = 0; x < 24; ++x)
+                ASSERT_EQ(dst.get(x, y), x / 8 == c.changedCol && y / 8 == c.changedRow ? 254 : 0)
+                    << x << "," << y;
+    }
+    // With an untiled destination a selector naming a tile selects nothing.
+    ErrorCapture capture;
+    TiledImage src(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 16, 8, 8);
+    setNames(src.get(), "RGB", "RGB");
+    ImagePtr dst = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 16, 9);
+    int tile[2] = {0, 0};
+    tvskColorToGray(src.get(), dst.get(), tile);
+    EXPECT_EQ(describe(src.log), "");
+    EXPECT_EQ(get(dst.get(), 0, 0), 9);
+    // ... and (-1, -1) the whole destination.
+    tile[0] = tile[1] = -1;
+    tvskColorToGray(src.get(), dst.get(), tile);
+    EXPECT_EQ(get(dst.get(), 15, 15), 0);
+    EXPECT_EQ(src.held, 0);
+    EXPECT_EQ(reportsOf(capture), "");
+}
+
+TEST(ColorWalk, RefusedTilesEndTheirRowWithoutReport) {
+    ErrorCapture capture;
+    ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 255, 4, "RGB", "RGB");
+    TiledImage dst(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 8, 8);
+    dst.refuse.insert({1, 0});
+    tvskColorToGray(src.get(), dst.get(), nullptr);
+    EXPECT_EQ(reportsOf(capture), "");
+    EXPECT_EQ(describe(dst.log),
+              "(2,0,0)(4,0,0)(2,1,0)(2,0,1)(4,0,1)(2,1,1)(4,1,1)(2,2,1)(4,2,1)(2,3,1)(2,0,2)");
+    EXPECT_EQ(dst.get(0, 0), 254);
+    EXPECT_EQ(dst.get(16, 0), 0);  // tile (2, 0) was never reached
+    EXPECT_EQ(dst.get(16, 8), 254);
+
+    // A source tile that cannot be fetched ends the walk; the destination
+    // tile is given back.
+    TiledImage tiledSrc(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 8, 8);
+    setNames(tiledSrc.get(), "RGB", "RGB");
+    tiledSrc.refuse.insert({1, 0});
+    TiledImage dst2(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 8, 8);
+    tvskColorToGray(tiledSrc.get(), dst2.get(), nullptr);
+    EXPECT_EQ(reportsOf(capture), "");
+    EXPECT_EQ(describe(dst2.log), "(2,0,0)(4,0,0)(2,1,0)(4,1,0)");
+    EXPECT_EQ(dst2.held, 0);
+    EXPECT_EQ(tiledSrc.held, 0);
+}
+
+namespace {
+
+// A call-back that hands out the same tile memory for every index.
+struct Everywhere {
+    static inline std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(64);
+    static inline int handedOut = 0, released = 0;
+    static void VSK_CALL callback(const VskImage* image, int, int, int mode) {
+        if (mode == VSK_TILE_RELEASE) {
+            ++released;
+            image->tileInfo->tileData = nullptr;
+            return;
+        }
+        ++handedOut;
+        image->tileInfo->tileData = memory.data();
+    }
+};
+
+}  // namespace
+
+TEST(ColorWalk, CallbackServingEveryIndexStillEnds) {
+    ErrorCapture capture;
+    VskTileInfo info{Everywhere::callback, nullptr, nullptr, 8, 8};
+    VskImage* dst = tvskCreateImageHeader(1, 0, VSK_8U, "GRAY", "GRAY", 0, 0, 4, 12, 20, nullptr,
+                                          nullptr, &info);
+    ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 12, 20, 255, 4, "RGB", "RGB");
+    tvskColorToGray(src.get(), dst, nullptr);
+    // 3 x 2 tiles, then the tile past each row and the row past the grid.
+    EXPECT_EQ(Everywhere::handedOut, 6 + 2 + 1);
+    EXPECT_EQ(Everywhere::released, Everywhere::handedOut);
+    EXPECT_EQ(Everywhere::memory[0], 254);  // tile (2, 1) was written last
+    EXPECT_EQ(reportsOf(capture), "");
+    tvskDeallocate(dst, VSK_FREE_HEADER);
+}
