@@ -3,6 +3,7 @@
 // by keeping their low bits; floating values are truncated.
 #include "owncolor.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -503,9 +504,12 @@ void hsvSector(int64_t i, V v, V p, V q, V t, V (&rgb)[3]) {
     rgb[2] = row[2];
 }
 
+// Results of the wider inverse conversions, clamped to 0 .. M (only
+// channel values outside that range can leave it) and truncated.
 template <class T>
 void store3(const double (&v)[3], T (&out)[3]) {
-    for (int c = 0; c < 3; ++c) out[c] = static_cast<T>(truncInt32(v[c]));
+    for (int c = 0; c < 3; ++c)
+        out[c] = static_cast<T>(std::clamp(v[c], 0.0, static_cast<double>(kTop<T>)));
 }
 
 template <class T>
