@@ -190,7 +190,7 @@ TEST(ColorToGray, ReadsStopAtTheEndOfTheSourceBuffer) {
 }
 
 TEST(ColorToGray, ReportedFaults) {
-    const std::string badAlign = vskHeaderErrorText(0x800);
+    const std::string badAlign = headerText(0x800);
     struct Case {
         const char* name;
         void (*change)(VskImage* src, VskImage* dst);
@@ -330,7 +330,7 @@ TEST(GrayToColor, EverySourceDepthAndLayoutFollowsTheModel) {
 }
 
 TEST(GrayToColor, ReportedFaults) {
-    const std::string badOrigin = vskHeaderErrorText(0x400);
+    const std::string badOrigin = headerText(0x400);
     struct Case {
         const char* name;
         unsigned from, to;
@@ -342,7 +342,7 @@ TEST(GrayToColor, ReportedFaults) {
         {"destination header", VSK_8U, VSK_8U, [](VskImage*, VskImage* d) { d->origin = 2; },
          fault("vskReduceBits", badOrigin, "vskcolor", 469)},
         {"no data", VSK_8U, VSK_8U, [](VskImage* s, VskImage*) { s->imageData = nullptr; },
-         fault("vskReduceBits", vskHeaderErrorText(0x2), "vskcolor", 468)},
+         fault("vskReduceBits", headerText(0x2), "vskcolor", 468)},
         {"destination model", VSK_8U, VSK_8U, [](VskImage*, VskImage* d) { setNames(d, "BGR", "BGR"); },
          fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472)},
         {"depths", VSK_8U, VSK_16U, nullptr, fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472)},

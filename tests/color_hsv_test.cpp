@@ -229,7 +229,7 @@ TEST(HueConversions, ReportedFaults) {
         {vskRGB2HLS, "vskRGB2HLS", "RGB", {347, 348, 351}, "ownRGB2HSV", 779},
         {vskHLS2RGB, "vskHLS2RGB", "HLS", {408, 409, 412}, "ownRGB2HLS", 875},
     };
-    const std::string badAlpha = vskHeaderErrorText(0x100);
+    const std::string badAlpha = headerText(0x100);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         ErrorCapture capture;

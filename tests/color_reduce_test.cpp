@@ -199,7 +199,7 @@ TEST(ReduceBits, EightToOneBitReadsEveryNthValueOfPixelOrder) {
 }
 
 TEST(ReduceBits, ReportedFaults) {
-    const std::string badDepth = vskHeaderErrorText(0x80);
+    const std::string badDepth = headerText(0x80);
     struct Case {
         const char* name;
         unsigned from, to;

@@ -24,6 +24,14 @@ inline int channelOf(const VskImage* image, char letter) {
     return found;
 }
 
+// The header fault text of a mask, as the operations report it.
+inline std::string headerText(unsigned mask) {
+    char* text = vskHeaderErrorText(mask);
+    std::string out = text;
+    vskFreeAligned(text);
+    return out;
+}
+
 // Every recorded report as "func|context|file|line|status;...".
 inline std::string reportsOf(const vsktest::ErrorCapture& capture) {
     std::string out;
