@@ -300,3 +300,42 @@ TEST(HueConversions, TiledRunsEqualUntiledRuns) {
             for (int c = 0; c < 3; ++c) ASSERT_EQ(tiled.get(x, y, c), get(plain.get(), x, y, c));
     EXPECT_EQ(tiled.held, 0);
 }
+
+TEST(ColorGolden, OutputsAreTheSameOnEveryBuild) {
+    // One checksum over seeded runs of every floating-point path and the
+    // dither kernels: any build whose arithmetic differs by one bit fails.
+    ErrorCapture capture;
+    std::uint64_t hash = 1469598103934665603ull;
+    auto mix = [&](const VskImage* image) {
+        for (std::uint8_t b : bytesOf(image)) hash = (hash ^ b) * 1099511628211ull;
+    };
+    std::uint32_t seed = 500;
+    for (unsigned depth : {VSK_8U, VSK_16U, VSK_32S}) {
+        ImagePtr rgb = makeImage(3, depth, VSK_DATA_ORDER_PIXEL, 9, 31, 0, 4, "RGB", "BGR");
+        fillRandom(rgb.get(), seed++);
+        for (Op op : {vskRGB2HSV, vskRGB2HLS}) {
+            ImagePtr hue = makeImage(3, depth, VSK_DATA_ORDER_PIXEL, 9, 31);
+            ImagePtr back = makeImage(3, depth, VSK_DATA_ORDER_PIXEL, 9, 31);
+            op(rgb.get(), hue.get(), nullptr);
+            (op == vskRGB2HSV ? vskHSV2RGB : vskHLS2RGB)(hue.get(), back.get(), nullptr);
+            mix(hue.get());
+            mix(back.get());
+        }
+        ImagePtr grey = makeImage(1, depth, VSK_DATA_ORDER_PIXEL, 9, 31, 0, 4, "GRAY", "GRAY");
+        fillRandom(grey.get(), seed++);
+        ImagePtr color = makeImage(3, depth, VSK_DATA_ORDER_PIXEL, 9, 31, 0, 4, "RGB", "RGB");
+        tvskGrayToColor(grey.get(), color.get(), 0.3f, 0.59f, 0.11f, nullptr);
+        mix(color.get());
+        tvskGrayToColor(grey.get(), color.get(), 0, 0, 0, nullptr);
+        mix(color.get());
+    }
+    for (int dither : {2, 4, 8, 16}) {
+        ImagePtr wide = makeImage(3, VSK_32S, VSK_DATA_ORDER_PIXEL, 9, 31, 0, 4, "RGB", "BGR");
+        fillRandom(wide.get(), seed++);
+        ImagePtr narrow = makeImage(3, VSK_16U, VSK_DATA_ORDER_PIXEL, 9, 31, 0, 4, "RGB", "BGR");
+        vskReduceBits(wide.get(), narrow.get(), 0, dither, 3, nullptr);
+        mix(narrow.get());
+    }
+    EXPECT_EQ(reportsOf(capture), "");
+    EXPECT_EQ(hash, 1343033326665817002ull);
+}
