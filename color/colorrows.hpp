@@ -82,12 +82,15 @@ struct Runs {
     }
 };
 
-// Calls f(in, out) for every pixel of `rows` rows of `count` pixels, from
-// the last pixel of a row to the first; f reads NI input values and writes NO
-// output values, which are stored in channel order.
-template <class S, int NI, class D, int NO, class F>
-void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
-             std::int64_t count, F&& f) {
+// The per-row loop of mapRows with compile-time pixel strides (0: the runs'
+// own). Rows are walked from the last pixel to the first when the buffers
+// may overlap, else from the first (the order is then invisible).
+template <std::int64_t IS, std::int64_t OS, class S, int NI, class D, int NO, class F>
+void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
+                 std::int64_t count, F& f) {
+    const auto lo = [](const Area& a) { return reinterpret_cast<std::uintptr_t>(a.base); };
+    const bool overlap = lo(in.area) < lo(out.area) + static_cast<std::uintptr_t>(out.area.size) &&
+                         lo(out.area) < lo(in.area) + static_cast<std::uintptr_t>(in.area.size);
     for (std::int64_t r = 0; r < rows; ++r) {
         const std::int64_t n = std::min(in.fit(r, count), out.fit(r, count));
         if (n <= 0) continue;
@@ -95,14 +98,34 @@ void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
         Access<D> dst[NO];
         for (int c = 0; c < NI; ++c) src[c] = in.at(c, r);
         for (int c = 0; c < NO; ++c) dst[c] = out.at(c, r);
-        for (std::int64_t k = n; k-- > 0;) {
+        if constexpr (IS != 0) for (Access<S>& a : src) a.stride = IS;
+        if constexpr (OS != 0) for (Access<D>& a : dst) a.stride = OS;
+        auto pixel = [&](std::int64_t k) {
             ValueOf<S> v[NI];
             ValueOf<D> o[NO];
             for (int c = 0; c < NI; ++c) v[c] = src[c].load(k);
             f(v, o);
             for (int c = 0; c < NO; ++c) dst[c].store(k, o[c]);
-        }
+        };
+        if (overlap)
+            for (std::int64_t k = n; k-- > 0;) pixel(k);
+        else
+            for (std::int64_t k = 0; k < n; ++k) pixel(k);
     }
+}
+
+// Calls f(in, out) for every pixel of `rows` rows of `count` pixels; f reads
+// NI input values and writes NO output values, which are stored in channel
+// order. With overlapping buffers the pixels of a row are taken from the
+// last to the first.
+template <class S, int NI, class D, int NO, class F>
+void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
+             std::int64_t count, F&& f) {
+    if constexpr (!kIsBit<S> && !kIsBit<D>) {
+        // Contiguous runs get loops the compiler can vectorise.
+        if (in.stride == 1 && out.stride == 1) return mapRowsWith<1, 1>(in, out, rows, count, f);
+    }
+    mapRowsWith<0, 0>(in, out, rows, count, f);
 }
 
 // Truncating conversion of a floating value as the processor performs it:
