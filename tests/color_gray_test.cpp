@@ -159,6 +159,24 @@ TEST(ColorToGray, DestinationLayouts) {
               (std::vector<std::uint8_t>{0xFF, 0xD5, 0x55, 0x55, 0xFF, 0xD5, 0x55, 0x55}));
 }
 
+TEST(ColorToGray, InPlaceRowsRunFromTheLastValueToTheFirst) {
+    ErrorCapture capture;
+    // One image as source and destination: pixel k reads values k, k+1 and
+    // k+2, which the later pixels of the row have already replaced.
+    ImagePtr image = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4, 0, 4, "RGB", "RGB");
+    fillRandom(image.get(), 21);
+    std::vector<int> v(image->imageData, image->imageData + 8);
+    for (int& x : v) x &= 0xFF;
+    for (int row = 0; row < 2; ++row)
+        for (int k = 3; k >= 0; --k) {
+            const int at = row * 4 + k;
+            if (at + 2 < 8) v[at] = (54 * v[at] + 183 * v[at + 1] + 18 * v[at + 2]) >> 8;
+        }
+    tvskColorToGray(image.get(), image.get(), nullptr);
+    EXPECT_EQ(reportsOf(capture), "");
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(static_cast<std::uint8_t>(image->imageData[i]), v[i]) << i;
+}
+
 TEST(ColorToGray, UntiledImagesOfDifferentSizesChangeTheCommonRectangle) {
     ErrorCapture capture;
     ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 4, 10, 200, 4, "RGB", "RGB");
