@@ -207,49 +207,6 @@ TEST(ColorToGray, ReadsStopAtTheEndOfTheSourceBuffer) {
         }
 }
 
-TEST(ColorToGray, ReportedFaults) {
-    const std::string badAlign = headerText(0x800);
-    struct Case {
-        const char* name;
-        void (*change)(VskImage* src, VskImage* dst);
-        bool nullSrc, nullDst;
-        std::string expected;
-    } cases[] = {
-        {"source header", [](VskImage* s, VskImage*) { s->align = 3; }, false, false,
-         fault("vskReduceBits", badAlign, "vskcolor", 155)},
-        {"destination header", [](VskImage*, VskImage* d) { d->align = 3; }, false, false,
-         fault("vskReduceBits", badAlign, "vskcolor", 156)},
-        {"null source", nullptr, true, false, fault("vskColorToGray", "null_image_pointer", "owncolor", 1107)},
-        {"null destination", nullptr, false, true, fault("vskColorToGray", "null_image_pointer", "owncolor", 1107)},
-        {"source model", [](VskImage* s, VskImage*) { setNames(s, "BGR", "BGR"); }, false, false,
-         fault("vskColorToGray", "incomatibleimages", "vskcolor", 159)},
-        {"origins", [](VskImage* s, VskImage*) { s->origin = 1; }, false, false,
-         fault("vskColorToGray", "incomatibleimages", "vskcolor", 159)},
-        {"signed source", [](VskImage* s, VskImage*) { s->depth = VSK_8S; }, false, false,
-         fault("ownColorToGray", "errInOutDepth", "owncolor", 486)},
-        {"32-bit destination", [](VskImage*, VskImage* d) { d->depth = VSK_32S; }, false, false,
-         fault("ownColorToGray", "errInOutDepth", "owncolor", 486)},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4, 100, 4, "RGB", "RGB");
-        ImagePtr dst = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4, 7, 4, "GRAY", "GRAY");
-        if (c.change) c.change(src.get(), dst.get());
-        ErrorCapture capture;
-        tvskColorToGray(c.nullSrc ? nullptr : src.get(), c.nullDst ? nullptr : dst.get(), nullptr);
-        EXPECT_EQ(reportsOf(capture), c.expected);
-        if (dst->depth == VSK_8U) {
-            EXPECT_EQ(get(dst.get(), 0, 0), 7);
-        }
-    }
-    // A pixel-ordered destination must have one channel.
-    ErrorCapture capture;
-    ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4);
-    ImagePtr dst = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4);
-    tvskColorToGray(src.get(), dst.get(), nullptr);
-    EXPECT_EQ(reportsOf(capture), fault("vskColorToGray", "incomatibleimages", "vskcolor", 159));
-}
-
 TEST(GrayToColor, FractionsAndDefaults) {
     struct Case {
         unsigned depth;
@@ -345,53 +302,6 @@ TEST(GrayToColor, EverySourceDepthAndLayoutFollowsTheModel) {
                         << x << "," << y << " channel " << i;
                 }
     }
-}
-
-TEST(GrayToColor, ReportedFaults) {
-    const std::string badOrigin = headerText(0x400);
-    struct Case {
-        const char* name;
-        unsigned from, to;
-        void (*change)(VskImage* src, VskImage* dst);
-        std::string expected;
-    } cases[] = {
-        {"source header", VSK_8U, VSK_8U, [](VskImage* s, VskImage*) { s->origin = 2; },
-         fault("vskReduceBits", badOrigin, "vskcolor", 468)},
-        {"destination header", VSK_8U, VSK_8U, [](VskImage*, VskImage* d) { d->origin = 2; },
-         fault("vskReduceBits", badOrigin, "vskcolor", 469)},
-        {"no data", VSK_8U, VSK_8U, [](VskImage* s, VskImage*) { s->imageData = nullptr; },
-         fault("vskReduceBits", headerText(0x2), "vskcolor", 468)},
-        {"destination model", VSK_8U, VSK_8U, [](VskImage*, VskImage* d) { setNames(d, "BGR", "BGR"); },
-         fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472)},
-        {"depths", VSK_8U, VSK_16U, nullptr, fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472)},
-        {"1U to 16U", VSK_1U, VSK_16U, nullptr, fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472)},
-        {"origins", VSK_8U, VSK_8U, [](VskImage* s, VskImage*) { s->origin = 1; },
-         fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472)},
-        {"signed", VSK_16S, VSK_16S, nullptr, fault("ownGrayToColor", "errInOutDepth", "owncolor", 1024)},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ImagePtr src = makeImage(1, c.from, VSK_DATA_ORDER_PIXEL, 2, 4, 1, 4, "GRAY", "GRAY");
-        ImagePtr dst = makeImage(3, c.to, VSK_DATA_ORDER_PIXEL, 2, 4, 7, 4, "RGB", "RGB");
-        char* data = src->imageData;
-        if (c.change) c.change(src.get(), dst.get());
-        ErrorCapture capture;
-        tvskGrayToColor(src.get(), dst.get(), 1, 1, 1, nullptr);
-        EXPECT_EQ(reportsOf(capture), c.expected);
-        EXPECT_EQ(get(dst.get(), 0, 0), 7);
-        src->imageData = data;
-    }
-    ErrorCapture capture;
-    ImagePtr grey = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4);
-    tvskGrayToColor(grey.get(), nullptr, 1, 1, 1, nullptr);
-    tvskGrayToColor(nullptr, grey.get(), 1, 1, 1, nullptr);
-    const std::string null = fault("vskGrayToColor", "null_image_pointer", "owncolor", 1107);
-    EXPECT_EQ(reportsOf(capture), null + null);
-    // A pixel-ordered source must have one channel.
-    capture.clear();
-    ImagePtr three = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 2, 4);
-    tvskGrayToColor(three.get(), three.get(), 1, 1, 1, nullptr);
-    EXPECT_EQ(reportsOf(capture), fault("vskGrayToColor", "incomatibleimages", "vskcolor", 472));
 }
 
 TEST(GrayToColor, RefusesMoreThan65535Rows) {

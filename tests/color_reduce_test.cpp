@@ -143,14 +143,6 @@ struct NoiseModel {
 
 }  // namespace
 
-TEST(ReduceBits, JitterTypeIsCheckedBeforeTheHeaders) {
-    ErrorCapture capture;
-    vskReduceBits(nullptr, nullptr, -1, 1, 0, nullptr);
-    vskReduceBits(nullptr, nullptr, 9, 1, 0, nullptr);
-    const std::string f = fault("vskReduceBits", "(0>jitterType)||(jitterType>8)", "vskcolor", 67);
-    EXPECT_EQ(reportsOf(capture), f + f);
-}
-
 TEST(ReduceBits, PlainReductionsOnTheCommonRectangle) {
     struct Case {
         unsigned from, to;
@@ -196,64 +188,6 @@ TEST(ReduceBits, EightToOneBitReadsEveryNthValueOfPixelOrder) {
     EXPECT_EQ(reportsOf(capture), "");
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 6; ++x) EXPECT_EQ(get(dst.get(), x, y), get(src.get(), x, y, 0) > 127);
-}
-
-TEST(ReduceBits, ReportedFaults) {
-    const std::string badDepth = headerText(0x80);
-    struct Case {
-        const char* name;
-        unsigned from, to;
-        int jitter, dither;
-        void (*change)(VskImage* src, VskImage* dst);
-        std::string expected;
-    } cases[] = {
-        {"source header", VSK_16U, VSK_8U, 0, 1, [](VskImage* s, VskImage*) { s->depth = 12; },
-         fault("vskReduceBits", badDepth, "vskcolor", 68)},
-        {"destination header", VSK_16U, VSK_8U, 0, 1, [](VskImage*, VskImage* d) { d->depth = 12; },
-         fault("vskReduceBits", badDepth, "vskcolor", 69)},
-        {"channels", VSK_16U, VSK_8U, 0, 1, [](VskImage* s, VskImage*) { s->nChannels = 2; },
-         fault("vskReduceBits", "incomatibleimages", "vskcolor", 72)},
-        {"order", VSK_16U, VSK_8U, 0, 1, [](VskImage* s, VskImage*) { s->dataOrder = 1; },
-         fault("vskReduceBits", "incomatibleimages", "vskcolor", 72)},
-        {"origin", VSK_16U, VSK_8U, 0, 1, [](VskImage*, VskImage* d) { d->origin = 1; },
-         fault("vskReduceBits", "incomatibleimages", "vskcolor", 72)},
-        {"16U to 16U", VSK_16U, VSK_16U, 0, 1, nullptr, fault("ownReduceBits", "errOutDepth", "owncolor", 150)},
-        {"8U to 8U", VSK_8U, VSK_8U, 0, 1, nullptr, fault("ownReduceBits", "errOutDepth", "owncolor", 181)},
-        {"32S to 1U", VSK_32S, VSK_1U, 0, 1, nullptr, fault("ownReduceBits", "errInOutDepth", "owncolor", 198)},
-        {"16S source", VSK_16S, VSK_8U, 0, 1, nullptr, fault("ownReduceBits", "errInOutDepth", "owncolor", 198)},
-        {"jitter 16U to 16U", VSK_16U, VSK_16U, 2, 1, nullptr, fault("ownjitter_rect", "errOutDepth", "owncolor", 170)},
-        {"jitter 8U to 8U", VSK_8U, VSK_8U, 2, 1, nullptr, fault("ownjitter_rect", "errOutDepth", "owncolor", 187)},
-        {"jitter 32S to 32S", VSK_32S, VSK_32S, 2, 1, nullptr, fault("ownjitter_rect", "errInOutDepth", "owncolor", 204)},
-        {"dither 1U", VSK_8U, VSK_1U, 0, 2, nullptr, fault("own_dither_rect", "errInDepth", "owncolor", 316)},
-        {"dither type grey", VSK_16U, VSK_8U, 0, 3, nullptr, fault("own_dither_rect", "errDitherOption", "owncolor", 385)},
-        {"dither type colour", VSK_16U, VSK_8U, 0, 0,
-         [](VskImage*, VskImage* d) { setNames(d, "RGB", "BGR"); },
-         fault("own_dither_rect", "errDitherOption", "owncolor", 320)},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ErrorCapture capture;
-        ImagePtr src = makeImage(1, c.from, VSK_DATA_ORDER_PIXEL, 2, 8, 0, 4, "GRAY", "GRAY");
-        ImagePtr dst = makeImage(1, c.to, VSK_DATA_ORDER_PIXEL, 2, 8, 0, 4, "GRAY", "GRAY");
-        if (c.change) c.change(src.get(), dst.get());
-        vskReduceBits(src.get(), dst.get(), c.jitter, c.dither, 1, nullptr);
-        EXPECT_EQ(reportsOf(capture), c.expected);
-    }
-    ErrorCapture capture;
-    ImagePtr image = makeImage(1, VSK_16U, VSK_DATA_ORDER_PIXEL, 2, 8);
-    vskReduceBits(image.get(), nullptr, 0, 1, 0, nullptr);
-    EXPECT_EQ(reportsOf(capture), fault("vskReduceBits", "null_image_pointer", "owncolor", 1107));
-
-    // In a tile walk a pixel-layer fault is reported once per tile, the walk
-    // goes on, and the reduced values stay in place.
-    capture.clear();
-    ImagePtr src = makeImage(1, VSK_16U, VSK_DATA_ORDER_PIXEL, 8, 16, 0x4000, 4, "GRAY", "GRAY");
-    TiledImage dst(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 8, 16, 8, 8);
-    vskReduceBits(src.get(), dst.get(), 0, 5, 1, nullptr);
-    const std::string option = fault("own_dither_rect", "errDitherOption", "owncolor", 385);
-    EXPECT_EQ(reportsOf(capture), option + option);
-    EXPECT_EQ(dst.get(15, 7), 0x40);
-    EXPECT_EQ(dst.held, 0);
 }
 
 TEST(ReduceBits, DitheringFollowsTheKernels) {
@@ -411,28 +345,6 @@ TEST(ReduceBits, JitterStaysWithinItsAmplitude) {
             }
     }
     EXPECT_EQ(reportsOf(capture), "");
-}
-
-TEST(ReduceBits, TiledRunsEqualUntiledRuns) {
-    for (int dither : {1, 16}) {
-        SCOPED_TRACE(dither);
-        ErrorCapture capture;
-        ImagePtr src = makeImage(3, VSK_16U, VSK_DATA_ORDER_PLANE, 19, 26, 0, 4, "RGB", "RGB");
-        fillRandom(src.get(), 31);
-        TiledImage tiledSrc(3, VSK_16U, VSK_DATA_ORDER_PLANE, 19, 26, 16, 8);
-        tiledSrc.loadFrom(src.get());
-        ImagePtr plain = makeImage(3, VSK_8U, VSK_DATA_ORDER_PLANE, 19, 26, 0, 4, "RGB", "RGB");
-        TiledImage tiled(3, VSK_8U, VSK_DATA_ORDER_PLANE, 19, 26, 8, 16);
-        setNames(tiled.get(), "RGB", "RGB");
-        vskReduceBits(src.get(), plain.get(), 0, dither, 2, nullptr);
-        vskReduceBits(tiledSrc.get(), tiled.get(), 0, dither, 2, nullptr);
-        EXPECT_EQ(reportsOf(capture), "");
-        for (int y = 0; y < 19; ++y)
-            for (int x = 0; x < 26; ++x)
-                for (int c = 0; c < 3; ++c) ASSERT_EQ(tiled.get(x, y, c), get(plain.get(), x, y, c));
-        EXPECT_EQ(tiled.held, 0);
-        EXPECT_EQ(tiledSrc.held, 0);
-    }
 }
 
 TEST(ReduceBits, DitherStaysInsideTheDestination) {
