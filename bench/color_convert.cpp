@@ -43,46 +43,55 @@ void run(benchmark::State& state, const Pair& p, F&& f) {
 int sizeOf(const benchmark::State& state) { return static_cast<int>(state.range(0)); }
 
 void BM_Memcpy(benchmark::State& state) {
-    const Pair p{image(3, VSK_8U, "RGB", "RGB", sizeOf(state)), image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
+    const Pair p{image(3, VSK_8U, "RGB", "RGB", sizeOf(state)),
+                 image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
     run(state, p, [](VskImage* s, VskImage* d) {
         std::memcpy(d->imageData, s->imageData, static_cast<std::size_t>(s->dataSize));
     });
 }
 
 void BM_ColorToGray8U(benchmark::State& state) {
-    const Pair p{image(3, VSK_8U, "RGB", "BGR", sizeOf(state)), image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state))};
+    const Pair p{image(3, VSK_8U, "RGB", "BGR", sizeOf(state)),
+                 image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state))};
     run(state, p, [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); });
 }
 
 void BM_GrayToColor8U(benchmark::State& state) {
-    const Pair p{image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state)), image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
-    run(state, p, [](VskImage* s, VskImage* d) { tvskGrayToColor(s, d, 0.3f, 0.59f, 0.11f, nullptr); });
+    const Pair p{image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state)),
+                 image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
+    run(state, p,
+        [](VskImage* s, VskImage* d) { tvskGrayToColor(s, d, 0.3f, 0.59f, 0.11f, nullptr); });
 }
 
 void BM_Reduce16To8(benchmark::State& state) {
-    const Pair p{image(3, VSK_16U, "RGB", "RGB", sizeOf(state)), image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
+    const Pair p{image(3, VSK_16U, "RGB", "RGB", sizeOf(state)),
+                 image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
     run(state, p, [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 1, 0, nullptr); });
 }
 
 // Arguments: size, dither type.
 void BM_Dither16To8(benchmark::State& state) {
-    const Pair p{image(1, VSK_16U, "GRAY", "GRAY", sizeOf(state)), image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state))};
+    const Pair p{image(1, VSK_16U, "GRAY", "GRAY", sizeOf(state)),
+                 image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state))};
     const int type = static_cast<int>(state.range(1));
     run(state, p, [type](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, type, 2, nullptr); });
 }
 
 void BM_Jitter16To8(benchmark::State& state) {
-    const Pair p{image(1, VSK_16U, "GRAY", "GRAY", sizeOf(state)), image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state))};
+    const Pair p{image(1, VSK_16U, "GRAY", "GRAY", sizeOf(state)),
+                 image(1, VSK_8U, "GRAY", "GRAY", sizeOf(state))};
     run(state, p, [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 4, 1, 0, nullptr); });
 }
 
 void BM_RGB2HSV8U(benchmark::State& state) {
-    const Pair p{image(3, VSK_8U, "RGB", "RGB", sizeOf(state)), image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
+    const Pair p{image(3, VSK_8U, "RGB", "RGB", sizeOf(state)),
+                 image(3, VSK_8U, "RGB", "RGB", sizeOf(state))};
     run(state, p, [](VskImage* s, VskImage* d) { vskRGB2HSV(s, d, nullptr); });
 }
 
 void BM_HLS2RGB16U(benchmark::State& state) {
-    const Pair p{image(3, VSK_16U, "HLS", "HLS", sizeOf(state)), image(3, VSK_16U, "RGB", "RGB", sizeOf(state))};
+    const Pair p{image(3, VSK_16U, "HLS", "HLS", sizeOf(state)),
+                 image(3, VSK_16U, "RGB", "RGB", sizeOf(state))};
     run(state, p, [](VskImage* s, VskImage* d) { vskHLS2RGB(s, d, nullptr); });
 }
 

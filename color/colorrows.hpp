@@ -98,8 +98,10 @@ void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t row
         Access<D> dst[NO];
         for (int c = 0; c < NI; ++c) src[c] = in.at(c, r);
         for (int c = 0; c < NO; ++c) dst[c] = out.at(c, r);
-        if constexpr (IS != 0) for (Access<S>& a : src) a.stride = IS;
-        if constexpr (OS != 0) for (Access<D>& a : dst) a.stride = OS;
+        if constexpr (IS != 0)
+            for (Access<S>& a : src) a.stride = IS;
+        if constexpr (OS != 0)
+            for (Access<D>& a : dst) a.stride = OS;
         auto pixel = [&](std::int64_t k) {
             ValueOf<S> v[NI];
             ValueOf<D> o[NO];
@@ -119,8 +121,8 @@ void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t row
 // order. With overlapping buffers the pixels of a row are taken from the
 // last to the first.
 template <class S, int NI, class D, int NO, class F>
-void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
-             std::int64_t count, F&& f) {
+void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, std::int64_t count,
+             F&& f) {
     if constexpr (!kIsBit<S> && !kIsBit<D>) {
         // Contiguous runs get loops the compiler can vectorise.
         if (in.stride == 1 && out.stride == 1) return mapRowsWith<1, 1>(in, out, rows, count, f);

@@ -54,8 +54,8 @@ std::int64_t colorTileStep(const VskImage* dst) {
     return dst->imageData ? dst->widthStep : tileStride(dst);
 }
 
-char* colorNextTile(VskImage* dst, int* tileX, int* tileY, int* x, int* y, int* width,
-                    int* height, int mode, const int* dstTile) {
+char* colorNextTile(VskImage* dst, int* tileX, int* tileY, int* x, int* y, int* width, int* height,
+                    int mode, const int* dstTile) {
     if (dstTile) {
         if (*tileX >= 0 && *tileY >= 0) return nullptr;
         *tileX = dstTile[0];
@@ -128,8 +128,8 @@ Block directBlock(const VskImage* src, VskImage* dst) {
 void colorWalk(VskImage* src, VskImage* dst, const int* dstTile, BlockVisitor visit,
                void* context) {
     int tileX = -1, tileY = -1, x = 0, y = 0, width = 0, height = 0;
-    while (char* data = colorNextTile(dst, &tileX, &tileY, &x, &y, &width, &height,
-                                      VSK_TILE_WRITE, dstTile)) {
+    while (char* data = colorNextTile(dst, &tileX, &tileY, &x, &y, &width, &height, VSK_TILE_WRITE,
+                                      dstTile)) {
         int srcStep = 0;
         char* copy = static_cast<char*>(vskGetRect(src, x, y, width, height, &srcStep));
         if (!copy) {

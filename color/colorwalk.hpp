@@ -66,8 +66,8 @@ std::int64_t colorTileStep(const VskImage* dst);
 
 // The next destination rectangle of the walk: its data, position and size;
 // null when the walk is over. tileX and tileY start at -1.
-char* colorNextTile(VskImage* dst, int* tileX, int* tileY, int* x, int* y, int* width,
-                    int* height, int mode, const int* dstTile);
+char* colorNextTile(VskImage* dst, int* tileX, int* tileY, int* x, int* y, int* width, int* height,
+                    int mode, const int* dstTile);
 // Gives a destination tile back (nothing to do for an untiled destination).
 void colorReleaseTile(VskImage* dst, int tileX, int tileY, void* data);
 
@@ -89,15 +89,14 @@ using BlockVisitor = void (*)(void* context, const Block& block);
 // The destination-driven walk: for every destination rectangle the source
 // rectangle at the same position is fetched, `visit` runs, the tile is given
 // back and the copy released. A source fetch that fails ends the walk.
-void colorWalk(VskImage* src, VskImage* dst, const int* dstTile, BlockVisitor visit,
-               void* context);
+void colorWalk(VskImage* src, VskImage* dst, const int* dstTile, BlockVisitor visit, void* context);
 
 template <class F>
 void colorWalk(VskImage* src, VskImage* dst, const int* dstTile, F&& visit) {
     using Fn = std::remove_reference_t<F>;
     colorWalk(
-        src, dst, dstTile,
-        [](void* ctx, const Block& block) { (*static_cast<Fn*>(ctx))(block); }, &visit);
+        src, dst, dstTile, [](void* ctx, const Block& block) { (*static_cast<Fn*>(ctx))(block); },
+        &visit);
 }
 
 // Untiled images: one direct call; otherwise the walk.

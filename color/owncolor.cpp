@@ -61,9 +61,10 @@ void lumaRows(const Block& b, const LumaRule& rule, const GrayPlan& plan) {
     const Runs<D, 1> out{b.dstData, {0}, b.dstStep};
     const int pre = rule.pre, post = rule.post, threshold = rule.threshold;
     const int32_t w0 = plan.w[0], w1 = plan.w[1], w2 = plan.w[2];
-    mapRows(in, out, plan.rows, plan.count, [=](const S (&c)[3], ValueOf<D> (&g)[1]) {
+    mapRows(in, out, plan.rows, plan.count, [=](const S(&c)[3], ValueOf<D>(&g)[1]) {
         const int32_t v = ((int32_t{c[0]} >> pre) * w0 + (int32_t{c[1]} >> pre) * w1 +
-                           (int32_t{c[2]} >> pre) * w2) >> post;
+                           (int32_t{c[2]} >> pre) * w2) >>
+                          post;
         if constexpr (kIsBit<D>)
             g[0] = v > threshold;
         else
@@ -111,8 +112,13 @@ uint16_t low16(double v) {
 GrayToColorCoeffs grayToColorCoeffs(unsigned dstDepth, float red, float green, float blue) {
     const bool fine = dstDepth == VSK_32S || dstDepth == VSK_16U;
     const double scale = fine ? 32768.0 : 256.0;
-    GrayToColorCoeffs k{low16(scale * red), low16(scale * green), low16(scale * blue),
-                        static_cast<uint16_t>(fine ? 15 : 8), red, green, blue};
+    GrayToColorCoeffs k{low16(scale * red),
+                        low16(scale * green),
+                        low16(scale * blue),
+                        static_cast<uint16_t>(fine ? 15 : 8),
+                        red,
+                        green,
+                        blue};
     // Fractions that all scale to a multiple of 65536 select the defaults.
     if (k.kR || k.kG || k.kB) return k;
     if (dstDepth == VSK_32S) return {0, 0, 0, 0, kDefaultRed, kDefaultGreen, kDefaultBlue};
@@ -122,8 +128,7 @@ GrayToColorCoeffs grayToColorCoeffs(unsigned dstDepth, float red, float green, f
 
 // Source S (or 1-bit) into three destination channels of type D.
 template <class S, class D>
-void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3],
-                int64_t stride) {
+void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3], int64_t stride) {
     const Runs<S, 1> in{b.srcData, {0}, b.srcStep};
     const Runs<D, 3> out{b.dstData, {off[0], off[1], off[2]}, b.dstStep, stride};
     if constexpr (kIsBit<S>) {
@@ -132,12 +137,12 @@ void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3]
                         static_cast<uint8_t>((k.kB * 255) >> k.shift)};
         // Only the 1-bit kernel follows the destination's channel order.
         if (b.dst->channelSeq[0] != 'R') std::swap(v[0], v[2]);
-        mapRows(in, out, b.rows, b.width, [&](const bool (&g)[1], D (&o)[3]) {
+        mapRows(in, out, b.rows, b.width, [&](const bool(&g)[1], D(&o)[3]) {
             for (int c = 0; c < 3; ++c) o[c] = g[0] ? v[c] : 0;
         });
     } else if constexpr (std::is_same_v<S, int32_t>) {
         const float f[3] = {k.fR, k.fG, k.fB};
-        mapRows(in, out, b.rows, b.width, [&](const S (&g)[1], D (&o)[3]) {
+        mapRows(in, out, b.rows, b.width, [&](const S(&g)[1], D(&o)[3]) {
             for (int c = 0; c < 3; ++c) o[c] = truncInt32(static_cast<float>(g[0]) * f[c]);
         });
     } else {
@@ -145,7 +150,7 @@ void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3]
         // the destination's channel order.
         const uint32_t m[3] = {k.kR, k.kG, k.kB};
         const int shift = k.shift;
-        mapRows(in, out, b.rows, b.width, [&](const S (&g)[1], D (&o)[3]) {
+        mapRows(in, out, b.rows, b.width, [&](const S(&g)[1], D(&o)[3]) {
             for (int c = 0; c < 3; ++c) o[c] = static_cast<D>((g[0] * m[c]) >> shift);
         });
     }
@@ -200,13 +205,11 @@ void reduceRows(const Block& b, int64_t srcStride) {
             shape.planes = 1;
         }
     }
-    constexpr int shift = kIsBit<D> ? 0
-                          : std::is_same_v<S, int32_t> ? 31 - 8 * int{sizeof(D)}
-                                                      : 8;
+    constexpr int shift = kIsBit<D> ? 0 : std::is_same_v<S, int32_t> ? 31 - 8 * int{sizeof(D)} : 8;
     for (int p = 0; p < shape.planes; ++p) {
         const Runs<S, 1> in{b.srcData, {planeOffset(p, b.srcStep, b.rows)}, b.srcStep, srcStride};
         const Runs<D, 1> out{b.dstData, {planeOffset(p, b.dstStep, b.rows)}, b.dstStep};
-        mapRows(in, out, rows, shape.count, [](const S (&v)[1], ValueOf<D> (&o)[1]) {
+        mapRows(in, out, rows, shape.count, [](const S(&v)[1], ValueOf<D>(&o)[1]) {
             if constexpr (kIsBit<D>)
                 o[0] = v[0] > 127;
             else
@@ -257,7 +260,8 @@ void jitterNoise(S* value, const JitterRule& rule, int a, int64_t j, int64_t i) 
     if (v >= rule.limit) return;
     const auto uj = static_cast<std::uint64_t>(j), ui = static_cast<std::uint64_t>(i);
     if (rule.roundUp) {
-        const int t = static_cast<int>(9.0 * jitterUniform[(uj + 4 * ui + jitterOffset[uj & 1023]) & 1023]);
+        const int t =
+            static_cast<int>(9.0 * jitterUniform[(uj + 4 * ui + jitterOffset[uj & 1023]) & 1023]);
         if ((v & (rule.step - 1)) <= t) {
             v += rule.step;
             *value = static_cast<S>(v);
@@ -292,7 +296,8 @@ void jitterRows(const Block& b, const JitterRule& rule, int amplitude) {
 const int kJarvis8[12] = {37, 26, 15, 26, 37, 26, 15, 5, 15, 26, 15, 5};
 const int kJarvis16[12] = {9557, 6826, 4095, 6826, 9557, 6826, 4095, 1365, 4095, 6826, 4095, 1365};
 const int kStucki8[12] = {48, 24, 12, 24, 48, 24, 12, 6, 12, 24, 12, 6};
-const int kStucki16[12] = {12482, 6241, 3120, 6241, 12482, 6241, 3120, 1560, 3120, 6241, 3120, 1560};
+const int kStucki16[12] = {12482, 6241, 3120, 6241, 12482, 6241,
+                           3120,  1560, 3120, 6241, 3120,  1560};
 const int kOrdered8[16] = {0, 120, 30, 150, 180, 60, 210, 90, 45, 165, 15, 135, 225, 105, 195, 75};
 const int kOrdered16[16] = {0 * 257,   120 * 257, 30 * 257,  150 * 257, 180 * 257, 60 * 257,
                             210 * 257, 90 * 257,  45 * 257,  165 * 257, 15 * 257,  135 * 257,
@@ -411,10 +416,18 @@ void ditherKernel(DitherPixels<T, Checked> px, int ditherType, int64_t width, in
                   int64_t s) {
     constexpr bool wide = sizeof(T) == 2;
     switch (ditherType) {
-        case 2: floydSteinberg(px, width, height, s); break;
-        case 4: matrixFilter(px, width, height, s, wide ? kJarvis16 : kJarvis8); break;
-        case 8: matrixFilter(px, width, height, s, wide ? kStucki16 : kStucki8); break;
-        default: orderedDither(px, width, height, s, wide ? kOrdered16 : kOrdered8); break;
+        case 2:
+            floydSteinberg(px, width, height, s);
+            break;
+        case 4:
+            matrixFilter(px, width, height, s, wide ? kJarvis16 : kJarvis8);
+            break;
+        case 8:
+            matrixFilter(px, width, height, s, wide ? kStucki16 : kStucki8);
+            break;
+        default:
+            orderedDither(px, width, height, s, wide ? kOrdered16 : kOrdered8);
+            break;
     }
 }
 
@@ -439,7 +452,9 @@ void ditherRect(Area data, const int64_t off[3], int slots, int64_t step, int q,
 // ---- HSV and HLS -------------------------------------------------------------------
 
 template <class T>
-constexpr int64_t kTop = std::is_same_v<T, uint8_t> ? 255 : std::is_same_v<T, uint16_t> ? 65535 : INT32_MAX;
+constexpr int64_t kTop = std::is_same_v<T, uint8_t>    ? 255
+                         : std::is_same_v<T, uint16_t> ? 65535
+                                                       : INT32_MAX;
 // The scale of the wider depths' inverse conversions: 1/65535, or 2^-31.
 template <class T>
 constexpr double kInvTop = std::is_same_v<T, uint16_t> ? 1.0 / 65535.0 : 1.0 / 2147483648.0;
@@ -473,7 +488,8 @@ void rgbToHsv(const T (&rgb)[3], T (&out)[3]) {
         if constexpr (std::is_same_v<T, uint8_t>)
             s = d * 255 / max;
         else
-            s = truncInt32(static_cast<double>(d) * static_cast<double>(kTop<T>) / static_cast<double>(max));
+            s = truncInt32(static_cast<double>(d) * static_cast<double>(kTop<T>) /
+                           static_cast<double>(max));
     }
     out[0] = s == 0 ? 0 : storedHue<T>(hueDegrees(r, g, b, max, d));
     out[1] = static_cast<T>(s);
@@ -568,14 +584,18 @@ void hlsToRgb(const T (&hls)[3], T (&out)[3]) {
         const int ls = (l * s * 258) >> 16;
         const int m2 = l < 128 ? l + ls : l + s - ls, m1 = 2 * l - m2;
         int rgb[3];
-        hlsChannels<int>(2 * h, m1, m2, [&](int64_t x) { return m1 + static_cast<int>(((m2 - m1) * 137 * x) >> 13); }, rgb);
+        hlsChannels<int>(
+            2 * h, m1, m2,
+            [&](int64_t x) { return m1 + static_cast<int>(((m2 - m1) * 137 * x) >> 13); }, rgb);
         for (int c = 0; c < 3; ++c) out[c] = static_cast<T>(rgb[c]);
     } else {
         const double ld = l, sd = s, ls = ld * sd * kInvTop<T>;
         const double half = static_cast<double>(kTop<T> / 2 + 1);
         const double m2 = ld < half ? ld + ls : ld + sd - ls, m1 = 2 * ld - m2;
         double rgb[3];
-        hlsChannels<double>(h, m1, m2, [&](int64_t x) { return m1 + (m2 - m1) * static_cast<double>(x) * kInv60; }, rgb);
+        hlsChannels<double>(
+            h, m1, m2, [&](int64_t x) { return m1 + (m2 - m1) * static_cast<double>(x) * kInv60; },
+            rgb);
         store3(rgb, out);
     }
 }
@@ -617,13 +637,21 @@ void hueRows(const Block& b, HueConversion conversion) {
         return;
     }
     auto run = [&](void (*pixel)(const T(&)[3], T(&)[3])) {
-        mapRows(in, out, b.rows, b.width, [pixel](const T (&v)[3], T (&o)[3]) { pixel(v, o); });
+        mapRows(in, out, b.rows, b.width, [pixel](const T(&v)[3], T(&o)[3]) { pixel(v, o); });
     };
     switch (conversion) {
-        case HueConversion::RgbToHsv: run(rgbToHsv<T>); break;
-        case HueConversion::HsvToRgb: run(hsvToRgb<T>); break;
-        case HueConversion::RgbToHls: run(rgbToHls<T>); break;
-        case HueConversion::HlsToRgb: run(hlsToRgb<T>); break;
+        case HueConversion::RgbToHsv:
+            run(rgbToHsv<T>);
+            break;
+        case HueConversion::HsvToRgb:
+            run(hsvToRgb<T>);
+            break;
+        case HueConversion::RgbToHls:
+            run(rgbToHls<T>);
+            break;
+        case HueConversion::HlsToRgb:
+            run(hlsToRgb<T>);
+            break;
     }
 }
 
@@ -684,7 +712,8 @@ void ownGrayToColor(const Block& b, float redFraction, float greenFraction, floa
         report(site, 1024, "errHeight");
         return;
     }
-    const GrayToColorCoeffs k = grayToColorCoeffs(d->depth, redFraction, greenFraction, blueFraction);
+    const GrayToColorCoeffs k =
+        grayToColorCoeffs(d->depth, redFraction, greenFraction, blueFraction);
     // The loop layout follows the source's data order (deliberately not the
     // destination's); an alpha channel is never written.
     int64_t off[3], stride = 1;
@@ -695,10 +724,18 @@ void ownGrayToColor(const Block& b, float redFraction, float greenFraction, floa
         return;
     }
     switch (s->depth) {
-        case VSK_1U: spreadRows<Bit, uint8_t>(b, k, off, stride); break;
-        case VSK_8U: spreadRows<uint8_t, uint8_t>(b, k, off, stride); break;
-        case VSK_16U: spreadRows<uint16_t, uint16_t>(b, k, off, stride); break;
-        default: spreadRows<int32_t, int32_t>(b, k, off, stride); break;
+        case VSK_1U:
+            spreadRows<Bit, uint8_t>(b, k, off, stride);
+            break;
+        case VSK_8U:
+            spreadRows<uint8_t, uint8_t>(b, k, off, stride);
+            break;
+        case VSK_16U:
+            spreadRows<uint16_t, uint16_t>(b, k, off, stride);
+            break;
+        default:
+            spreadRows<int32_t, int32_t>(b, k, off, stride);
+            break;
     }
 }
 
@@ -721,8 +758,12 @@ void jitterFillTables() {
 void ownjitter_rect(const Block& b, int jitterType) {
     if (!reducible(b.src, b.dst, pixelSite("ownjitter_rect"), {170, 187, 204})) return;
     switch (b.src->depth) {
-        case VSK_8U: jitterRows<uint8_t>(b, kJitter8, jitterType); break;
-        case VSK_16U: jitterRows<uint16_t>(b, kJitter16, jitterType); break;
+        case VSK_8U:
+            jitterRows<uint8_t>(b, kJitter8, jitterType);
+            break;
+        case VSK_16U:
+            jitterRows<uint16_t>(b, kJitter16, jitterType);
+            break;
         default:
             jitterRows<int32_t>(b, b.dst->depth == VSK_16U ? kJitter32To16 : kJitter32To8,
                                 jitterType);
@@ -763,10 +804,18 @@ void ownHueConvert(const Block& b, HueConversion conversion) {
     std::memcpy(b.dst->colorModel, layer.target, 3);
     std::memcpy(b.dst->channelSeq, layer.target, 3);
     switch (b.src->depth) {
-        case VSK_8U: hueRows<uint8_t>(b, conversion); break;
-        case VSK_16U: hueRows<uint16_t>(b, conversion); break;
-        case VSK_32S: hueRows<int32_t>(b, conversion); break;
-        default: report(pixelSite(layer.name), layer.line, "errInOutDepth"); break;
+        case VSK_8U:
+            hueRows<uint8_t>(b, conversion);
+            break;
+        case VSK_16U:
+            hueRows<uint16_t>(b, conversion);
+            break;
+        case VSK_32S:
+            hueRows<int32_t>(b, conversion);
+            break;
+        default:
+            report(pixelSite(layer.name), layer.line, "errInOutDepth");
+            break;
     }
 }
 

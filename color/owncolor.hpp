@@ -10,8 +10,7 @@ namespace vsk::color {
 void ownColorToGray(const Block& block);
 
 // One grey channel spread into three colour channels.
-void ownGrayToColor(const Block& block, float redFraction, float greenFraction,
-                    float blueFraction);
+void ownGrayToColor(const Block& block, float redFraction, float greenFraction, float blueFraction);
 
 // Narrows the source block into the destination (32S to 16U or 8U, 16U to
 // 8U, 8U to 1U).

@@ -65,13 +65,12 @@ VSK_API void VSK_CALL tvskGrayToColor(VskImage* srcImage, VskImage* dstImage, fl
         reportIncompatible("vskGrayToColor", 472);
         return;
     }
-    colorRun(srcImage, dstImage, dstTile, [&](const Block& b) {
-        ownGrayToColor(b, redFraction, greenFraction, blueFraction);
-    });
+    colorRun(srcImage, dstImage, dstTile,
+             [&](const Block& b) { ownGrayToColor(b, redFraction, greenFraction, blueFraction); });
 }
 
-void VSK_CALL vskReduceBits(VskImage* srcImage, VskImage* dstImage, int jitterType,
-                            int ditherType, int levels, const int* dstTile) {
+void VSK_CALL vskReduceBits(VskImage* srcImage, VskImage* dstImage, int jitterType, int ditherType,
+                            int levels, const int* dstTile) {
     const Site site{"vskReduceBits", kTopFile};
     if (static_cast<unsigned>(jitterType) > 8) {
         report(site, 67, "(0>jitterType)||(jitterType>8)");

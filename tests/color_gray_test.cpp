@@ -39,9 +39,8 @@ std::int64_t colorValue(const VskImage* image, int x, int y, int i) {
 }
 
 const unsigned kGrayPairs[][2] = {
-    {VSK_8U, VSK_8U},   {VSK_8U, VSK_16U},   {VSK_8U, VSK_1U},
-    {VSK_16U, VSK_8U},  {VSK_16U, VSK_16U},  {VSK_16U, VSK_1U},
-    {VSK_32S, VSK_8U},  {VSK_32S, VSK_16U},  {VSK_32S, VSK_1U},
+    {VSK_8U, VSK_8U},  {VSK_8U, VSK_16U}, {VSK_8U, VSK_1U},   {VSK_16U, VSK_8U}, {VSK_16U, VSK_16U},
+    {VSK_16U, VSK_1U}, {VSK_32S, VSK_8U}, {VSK_32S, VSK_16U}, {VSK_32S, VSK_1U},
 };
 
 // The grey-to-colour coefficients, straight from their definition.
@@ -84,10 +83,11 @@ TEST(ColorToGray, EveryDepthPairFollowsTheWeightTable) {
     for (const auto& pair : kGrayPairs)
         for (int order : {VSK_DATA_ORDER_PIXEL, VSK_DATA_ORDER_PLANE})
             for (const char* seq : {"RGB", "BGR", "GBR"}) {
-                SCOPED_TRACE(testing::Message() << pair[0] << "->" << pair[1] << " order "
-                                                << order << " " << seq);
+                SCOPED_TRACE(testing::Message()
+                             << pair[0] << "->" << pair[1] << " order " << order << " " << seq);
                 ImagePtr src = makeImage(3, pair[0], order, 5, 9, 0, 4, "RGB", seq);
-                ImagePtr dst = makeImage(1, pair[1], VSK_DATA_ORDER_PIXEL, 5, 9, 0, 4, "GRAY", "GRAY");
+                ImagePtr dst =
+                    makeImage(1, pair[1], VSK_DATA_ORDER_PIXEL, 5, 9, 0, 4, "GRAY", "GRAY");
                 fillRandom(src.get(), seed++);
                 ErrorCapture capture;
                 tvskColorToGray(src.get(), dst.get(), nullptr);
@@ -174,7 +174,8 @@ TEST(ColorToGray, InPlaceRowsRunFromTheLastValueToTheFirst) {
         }
     tvskColorToGray(image.get(), image.get(), nullptr);
     EXPECT_EQ(reportsOf(capture), "");
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(static_cast<std::uint8_t>(image->imageData[i]), v[i]) << i;
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(static_cast<std::uint8_t>(image->imageData[i]), v[i]) << i;
 }
 
 TEST(ColorToGray, UntiledImagesOfDifferentSizesChangeTheCommonRectangle) {
@@ -186,7 +187,8 @@ TEST(ColorToGray, UntiledImagesOfDifferentSizesChangeTheCommonRectangle) {
     EXPECT_EQ(reportsOf(capture), "");
     for (int y = 0; y < 6; ++y)
         for (int x = 0; x < 12; ++x)
-            ASSERT_EQ(get(dst.get(), x, y), y < 4 && x < 10 ? (255 * 200) >> 8 : 7) << x << "," << y;
+            ASSERT_EQ(get(dst.get(), x, y), y < 4 && x < 10 ? (255 * 200) >> 8 : 7)
+                << x << "," << y;
 }
 
 TEST(ColorToGray, ReadsStopAtTheEndOfTheSourceBuffer) {
@@ -202,7 +204,8 @@ TEST(ColorToGray, ReadsStopAtTheEndOfTheSourceBuffer) {
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 8; ++x) {
             const int k = y * 8 + x;
-            const int expected = k + 2 < 16 ? (54 * k * 10 + 183 * (k + 1) * 10 + 18 * (k + 2) * 10) >> 8 : 99;
+            const int expected =
+                k + 2 < 16 ? (54 * k * 10 + 183 * (k + 1) * 10 + 18 * (k + 2) * 10) >> 8 : 99;
             EXPECT_EQ(get(dst.get(), x, y), expected) << x << "," << y;
         }
 }
@@ -228,7 +231,8 @@ TEST(GrayToColor, FractionsAndDefaults) {
         {VSK_32S, {0.5f, -1, 3}, -1000001, {-500000, 1000001, -3000003}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.depth << " " << c.f[0] << "," << c.f[1] << "," << c.f[2]);
+        SCOPED_TRACE(testing::Message()
+                     << c.depth << " " << c.f[0] << "," << c.f[1] << "," << c.f[2]);
         ImagePtr src = makeImage(1, c.depth, VSK_DATA_ORDER_PIXEL, 1, 1, 0, 4, "GRAY", "GRAY");
         ImagePtr dst = makeImage(3, c.depth, VSK_DATA_ORDER_PIXEL, 1, 1, 0, 4, "RGB", "RGB");
         put(src.get(), 0, 0, 0, c.grey);
@@ -296,9 +300,11 @@ TEST(GrayToColor, EverySourceDepthAndLayoutFollowsTheModel) {
                 for (int i = 0; i < 3; ++i) {
                     // Plane order finds the planes by letter; pixel order
                     // writes values 0, 1, 2.
-                    const int channel = c.order == VSK_DATA_ORDER_PLANE ? channelOf(dst.get(), "RGB"[i]) : i;
-                    ASSERT_EQ(get(dst.get(), x, y, channel),
-                              spreadModel(c.from, c.to, k, get(src.get(), x, y), i, c.seq[0] == 'R'))
+                    const int channel =
+                        c.order == VSK_DATA_ORDER_PLANE ? channelOf(dst.get(), "RGB"[i]) : i;
+                    ASSERT_EQ(
+                        get(dst.get(), x, y, channel),
+                        spreadModel(c.from, c.to, k, get(src.get(), x, y), i, c.seq[0] == 'R'))
                         << x << "," << y << " channel " << i;
                 }
     }

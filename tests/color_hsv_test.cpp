@@ -29,7 +29,7 @@ DepthFacts factsOf(unsigned depth) {
 }
 
 double hueModel(std::int64_t r, std::int64_t g, std::int64_t b, std::int64_t max, std::int64_t d) {
-    double h = max == r ? double(60 * (g - b)) / double(d)
+    double h = max == r   ? double(60 * (g - b)) / double(d)
                : max == g ? double(60 * (b - r)) / double(d) + 120
                           : double(60 * (r - g)) / double(d) + 240;
     return h < 0 ? h + 360 : h;
@@ -43,7 +43,9 @@ Pixel toHsv(const DepthFacts& f, const Pixel& p) {
     const std::int64_t r = p[0], g = p[1], b = p[2];
     const std::int64_t max = std::max({r, g, b}), d = max - std::min({r, g, b});
     std::int64_t s = 0;
-    if (max != 0) s = f.byte ? d * 255 / max : static_cast<std::int64_t>(double(d) * double(f.top) / double(max));
+    if (max != 0)
+        s = f.byte ? d * 255 / max
+                   : static_cast<std::int64_t>(double(d) * double(f.top) / double(max));
     return {s == 0 ? 0 : storedHue(f, hueModel(r, g, b, max, d)), s, max};
 }
 
@@ -58,11 +60,16 @@ Pixel toHls(const DepthFacts& f, const Pixel& p) {
 
 Pixel sector(std::int64_t i, std::int64_t v, std::int64_t p, std::int64_t q, std::int64_t t) {
     switch (i) {
-        case 0: return {v, t, p};
-        case 1: return {q, v, p};
-        case 2: return {p, v, t};
-        case 3: return {p, q, v};
-        case 4: return {t, p, v};
+        case 0:
+            return {v, t, p};
+        case 1:
+            return {q, v, p};
+        case 2:
+            return {p, v, t};
+        case 3:
+            return {p, q, v};
+        case 4:
+            return {t, p, v};
     }
     return {v, p, q};
 }
@@ -72,7 +79,8 @@ Pixel fromHsv(const DepthFacts& f, const Pixel& hsv) {
     if (s == 0) return {v, v, v};
     if (f.byte) {
         const std::int64_t h2 = 2 * h, fr = h2 % 60, w = (s * v) >> 8;
-        Pixel out = sector(h2 / 60, v, v - w, v - ((w * fr * 34) >> 11), v - (((60 - fr) * w * 34) >> 11));
+        Pixel out =
+            sector(h2 / 60, v, v - w, v - ((w * fr * 34) >> 11), v - (((60 - fr) * w * 34) >> 11));
         for (auto& c : out) c &= 0xFF;
         return out;
     }
@@ -89,14 +97,15 @@ Pixel fromHls(const DepthFacts& f, const Pixel& hls) {
     const std::int64_t h = hls[0], l = hls[1], s = hls[2];
     if (s == 0) return {l, l, l};
     const std::int64_t hue = f.byte ? 2 * h : h;
-    const std::int64_t shifted[3] = {hue <= 240 ? hue + 120 : hue - 240, hue, hue < 120 ? hue + 240 : hue - 120};
+    const std::int64_t shifted[3] = {hue <= 240 ? hue + 120 : hue - 240, hue,
+                                     hue < 120 ? hue + 240 : hue - 120};
     Pixel out;
     if (f.byte) {
         const std::int64_t ls = (l * s * 258) >> 16;
         const std::int64_t m2 = l < 128 ? l + ls : l + s - ls, m1 = 2 * l - m2;
         for (int c = 0; c < 3; ++c) {
             const std::int64_t x = shifted[c];
-            const std::int64_t v = x < 60 ? m1 + (((m2 - m1) * 137 * x) >> 13)
+            const std::int64_t v = x < 60    ? m1 + (((m2 - m1) * 137 * x) >> 13)
                                    : x < 180 ? m2
                                    : x < 240 ? m1 + (((m2 - m1) * 137 * (240 - x)) >> 13)
                                              : m1;
@@ -108,7 +117,7 @@ Pixel fromHls(const DepthFacts& f, const Pixel& hls) {
     const double m2 = l < (f.top + 1) / 2 ? l + ls : l + s - ls, m1 = 2.0 * l - m2;
     for (int c = 0; c < 3; ++c) {
         const std::int64_t x = shifted[c];
-        const double v = x < 60 ? m1 + (m2 - m1) * double(x) * (1.0 / 60)
+        const double v = x < 60    ? m1 + (m2 - m1) * double(x) * (1.0 / 60)
                          : x < 180 ? m2
                          : x < 240 ? m1 + (m2 - m1) * double(240 - x) * (1.0 / 60)
                                    : m1;
@@ -134,7 +143,8 @@ const Conversion kConversions[] = {
 // Channel i of a pixel in model order: pixel order by position (RGB
 // sources by their first letter), plane order by letter.
 std::int64_t channel(const VskImage* image, const char* letters, int x, int y, int i) {
-    if (image->dataOrder == VSK_DATA_ORDER_PLANE) return get(image, x, y, channelOf(image, letters[i]));
+    if (image->dataOrder == VSK_DATA_ORDER_PLANE)
+        return get(image, x, y, channelOf(image, letters[i]));
     const bool reversed = letters[0] == 'R' && image->channelSeq[0] != 'R';
     return get(image, x, y, reversed ? 2 - i : i);
 }
@@ -162,7 +172,8 @@ TEST(HueConversions, EdgeCases) {
         {vskHLS2RGB, "HLS", "HLS", {0, 127, 255}, {254, 0, 0}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.from << " " << c.seq << " " << c.in[0] << "," << c.in[1] << "," << c.in[2]);
+        SCOPED_TRACE(testing::Message() << c.from << " " << c.seq << " " << c.in[0] << ","
+                                        << c.in[1] << "," << c.in[2]);
         ErrorCapture capture;
         ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 1, 1, 0, 4, c.from, c.seq);
         ImagePtr dst = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 1, 1, 0, 4, "RGB", "BGR");
@@ -181,7 +192,8 @@ TEST(HueConversions, EveryDepthAndLayoutFollowsTheFormulas) {
                 for (const char* seq : {"RGBA", "BGRA", "SHVL", "LSHV"}) {
                     const bool fromRgb = conv.from[0] == 'R';
                     if (fromRgb != (seq[1] == 'G')) continue;  // RGB letters for RGB sources
-                    SCOPED_TRACE(testing::Message() << conv.name << " depth " << depth << " order " << order << " " << seq);
+                    SCOPED_TRACE(testing::Message() << conv.name << " depth " << depth << " order "
+                                                    << order << " " << seq);
                     const DepthFacts f = factsOf(depth);
                     ImagePtr src = makeImage(4, depth, order, 3, 17, 0, 4, conv.from, seq);
                     ImagePtr dst = makeImage(4, depth, order, 3, 17, 0, 4, "XYZW", "ABCD");
@@ -191,7 +203,8 @@ TEST(HueConversions, EveryDepthAndLayoutFollowsTheFormulas) {
                             for (int i = 0; i < 4; ++i) {
                                 std::int64_t v = get(src.get(), x, y, i) & f.top;
                                 // Hues of HSV and HLS sources within their range (360 included).
-                                const int hue = order == VSK_DATA_ORDER_PIXEL ? 0 : channelOf(src.get(), 'H');
+                                const int hue =
+                                    order == VSK_DATA_ORDER_PIXEL ? 0 : channelOf(src.get(), 'H');
                                 if (!fromRgb && hue == i)
                                     v = x == 16 && !f.byte ? 360 : v % (f.byte ? 180 : 360);
                                 put(src.get(), x, y, i, v);
@@ -205,12 +218,17 @@ TEST(HueConversions, EveryDepthAndLayoutFollowsTheFormulas) {
                     for (int y = 0; y < 3; ++y)
                         for (int x = 0; x < 17; ++x) {
                             Pixel in;
-                            for (int i = 0; i < 3; ++i) in[i] = channel(src.get(), inLetters, x, y, i);
+                            for (int i = 0; i < 3; ++i)
+                                in[i] = channel(src.get(), inLetters, x, y, i);
                             const Pixel out = conv.model(f, in);
                             for (int i = 0; i < 3; ++i)
-                                ASSERT_EQ(channel(dst.get(), conv.to, x, y, i), out[i] & (f.byte ? 0xFF : f.top == 65535 ? 0xFFFF : -1))
+                                ASSERT_EQ(channel(dst.get(), conv.to, x, y, i),
+                                          out[i] & (f.byte           ? 0xFF
+                                                    : f.top == 65535 ? 0xFFFF
+                                                                     : -1))
                                     << x << "," << y << " channel " << i;
-                            EXPECT_EQ(get(dst.get(), x, y, 3), 0);  // the fourth channel is left alone
+                            EXPECT_EQ(get(dst.get(), x, y, 3),
+                                      0);  // the fourth channel is left alone
                         }
                 }
 }

@@ -36,8 +36,8 @@ std::int64_t reduceModel(unsigned from, unsigned to, std::int64_t v) {
 // Dithering of a whole image's buffer, step by step as the kernels are
 // described: slots are the value offsets of the channels (one for grey).
 void ditherModel(Values& v, std::int64_t mask, const std::vector<std::int64_t>& slots,
-                 std::int64_t step, std::int64_t width, std::int64_t height, std::int64_t s,
-                 int q, int type, bool wide) {
+                 std::int64_t step, std::int64_t width, std::int64_t height, std::int64_t s, int q,
+                 int type, bool wide) {
     std::vector<std::int64_t> e(slots.size());
     auto at = [&](std::size_t c, std::int64_t y, std::int64_t x) -> std::int64_t& {
         return v.at(static_cast<std::size_t>(slots[c] + y * step + x));
@@ -78,8 +78,10 @@ void ditherModel(Values& v, std::int64_t mask, const std::vector<std::int64_t>& 
     } else if (type == 4 || type == 8) {
         const std::int64_t jarvis[12] = {37, 26, 15, 26, 37, 26, 15, 5, 15, 26, 15, 5};
         const std::int64_t stucki[12] = {48, 24, 12, 24, 48, 24, 12, 6, 12, 24, 12, 6};
-        const std::int64_t jarvis16[12] = {9557, 6826, 4095, 6826, 9557, 6826, 4095, 1365, 4095, 6826, 4095, 1365};
-        const std::int64_t stucki16[12] = {12482, 6241, 3120, 6241, 12482, 6241, 3120, 1560, 3120, 6241, 3120, 1560};
+        const std::int64_t jarvis16[12] = {9557, 6826, 4095, 6826, 9557, 6826,
+                                           4095, 1365, 4095, 6826, 4095, 1365};
+        const std::int64_t stucki16[12] = {12482, 6241, 3120, 6241, 12482, 6241,
+                                           3120,  1560, 3120, 6241, 3120,  1560};
         const std::int64_t* w = type == 4 ? (wide ? jarvis16 : jarvis) : (wide ? stucki16 : stucki);
         for (std::int64_t y = 0; y < height; ++y)
             for (std::int64_t x = 0; x < width; x += s) {
@@ -93,7 +95,8 @@ void ditherModel(Values& v, std::int64_t mask, const std::vector<std::int64_t>& 
                 }
             }
     } else {
-        const std::int64_t m[16] = {0, 120, 30, 150, 180, 60, 210, 90, 45, 165, 15, 135, 225, 105, 195, 75};
+        const std::int64_t m[16] = {0,  120, 30, 150, 180, 60,  210, 90,
+                                    45, 165, 15, 135, 225, 105, 195, 75};
         for (std::int64_t y = 0; y < height; ++y)
             for (std::int64_t x = 0; x < width; x += s)
                 for (std::size_t c = 0; c < slots.size(); ++c) {
@@ -111,7 +114,8 @@ std::vector<std::int64_t> slotsOf(const VskImage* image) {
         return image->channelSeq[0] == 'R' ? std::vector<std::int64_t>{0, 1, 2}
                                            : std::vector<std::int64_t>{2, 1, 0};
     const std::int64_t plane = image->widthStep / bytesPer(image) * image->height;
-    return {channelOf(image, 'R') * plane, channelOf(image, 'G') * plane, channelOf(image, 'B') * plane};
+    return {channelOf(image, 'R') * plane, channelOf(image, 'G') * plane,
+            channelOf(image, 'B') * plane};
 }
 
 // The noise tables as the library builds them after srand(seed).
@@ -128,12 +132,20 @@ struct NoiseModel {
     std::int64_t apply(unsigned from, unsigned to, std::int64_t v, int a, std::int64_t j,
                        std::int64_t i) const {
         const bool bits32 = from == VSK_32S;
-        const std::int64_t step = from == VSK_8U ? 16 : from == VSK_16U ? 256 : to == VSK_16U ? 65536 : 1 << 24;
-        const std::int64_t limit = from == VSK_8U ? 239 : from == VSK_16U ? 65279 : to == VSK_16U ? 0x7FFEFFFF : 0x7EFFFFFF;
+        const std::int64_t step = from == VSK_8U    ? 16
+                                  : from == VSK_16U ? 256
+                                  : to == VSK_16U   ? 65536
+                                                    : 1 << 24;
+        const std::int64_t limit = from == VSK_8U    ? 239
+                                   : from == VSK_16U ? 65279
+                                   : to == VSK_16U   ? 0x7FFEFFFF
+                                                     : 0x7EFFFFFF;
         if (v >= limit) return v;
-        if (!bits32 && (v % step) <= static_cast<int>(9.0 * uniform[(j + 4 * i + offset[j % 1024]) % 1024]))
+        if (!bits32 &&
+            (v % step) <= static_cast<int>(9.0 * uniform[(j + 4 * i + offset[j % 1024]) % 1024]))
             v += step;
-        const std::int64_t n = static_cast<std::int64_t>(2 * a * uniform[(i + 4 * j + offset[i % 1024]) % 1024] + 0.5);
+        const std::int64_t n =
+            static_cast<std::int64_t>(2 * a * uniform[(i + 4 * j + offset[i % 1024]) % 1024] + 0.5);
         const std::int64_t w = v + (n - a) * step;
         if (from == VSK_8U) return w >= 0 && w <= 255 ? w : v;
         if (from == VSK_16U) return w <= 65535 ? (w & 0xFFFF) : v;
@@ -148,14 +160,19 @@ TEST(ReduceBits, PlainReductionsOnTheCommonRectangle) {
         unsigned from, to;
         int channels, order, width;
     } cases[] = {
-        {VSK_32S, VSK_16U, 3, VSK_DATA_ORDER_PIXEL, 9},  {VSK_32S, VSK_16U, 2, VSK_DATA_ORDER_PLANE, 8},
-        {VSK_32S, VSK_8U, 1, VSK_DATA_ORDER_PIXEL, 12},  {VSK_32S, VSK_8U, 3, VSK_DATA_ORDER_PLANE, 7},
-        {VSK_16U, VSK_8U, 3, VSK_DATA_ORDER_PIXEL, 9},   {VSK_16U, VSK_8U, 3, VSK_DATA_ORDER_PLANE, 8},
-        {VSK_8U, VSK_1U, 1, VSK_DATA_ORDER_PIXEL, 13},   {VSK_8U, VSK_1U, 1, VSK_DATA_ORDER_PLANE, 8},
+        {VSK_32S, VSK_16U, 3, VSK_DATA_ORDER_PIXEL, 9},
+        {VSK_32S, VSK_16U, 2, VSK_DATA_ORDER_PLANE, 8},
+        {VSK_32S, VSK_8U, 1, VSK_DATA_ORDER_PIXEL, 12},
+        {VSK_32S, VSK_8U, 3, VSK_DATA_ORDER_PLANE, 7},
+        {VSK_16U, VSK_8U, 3, VSK_DATA_ORDER_PIXEL, 9},
+        {VSK_16U, VSK_8U, 3, VSK_DATA_ORDER_PLANE, 8},
+        {VSK_8U, VSK_1U, 1, VSK_DATA_ORDER_PIXEL, 13},
+        {VSK_8U, VSK_1U, 1, VSK_DATA_ORDER_PLANE, 8},
     };
     std::uint32_t seed = 11;
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.from << "->" << c.to << " order " << c.order << " width " << c.width);
+        SCOPED_TRACE(testing::Message()
+                     << c.from << "->" << c.to << " order " << c.order << " width " << c.width);
         ErrorCapture capture;
         ImagePtr src = makeImage(c.channels, c.from, c.order, 5, c.width);
         ImagePtr dst = makeImage(c.channels, c.to, c.order, 5, c.width);
@@ -165,7 +182,8 @@ TEST(ReduceBits, PlainReductionsOnTheCommonRectangle) {
         for (int y = 0; y < 5; ++y)
             for (int x = 0; x < c.width; ++x)
                 for (int ch = 0; ch < c.channels; ++ch)
-                    ASSERT_EQ(get(dst.get(), x, y, ch), reduceModel(c.from, c.to, get(src.get(), x, y, ch)))
+                    ASSERT_EQ(get(dst.get(), x, y, ch),
+                              reduceModel(c.from, c.to, get(src.get(), x, y, ch)))
                         << x << "," << y << "," << ch;
     }
     // Different sizes: only the common top-left rectangle changes.
@@ -287,8 +305,10 @@ TEST(ReduceBits, JitterFollowsTheNoiseTables) {
         unsigned from, to;
         int channels, order, amplitude;
     } cases[] = {
-        {VSK_8U, VSK_1U, 1, VSK_DATA_ORDER_PIXEL, 3},  {VSK_16U, VSK_8U, 3, VSK_DATA_ORDER_PIXEL, 8},
-        {VSK_16U, VSK_8U, 2, VSK_DATA_ORDER_PLANE, 1}, {VSK_32S, VSK_16U, 1, VSK_DATA_ORDER_PIXEL, 5},
+        {VSK_8U, VSK_1U, 1, VSK_DATA_ORDER_PIXEL, 3},
+        {VSK_16U, VSK_8U, 3, VSK_DATA_ORDER_PIXEL, 8},
+        {VSK_16U, VSK_8U, 2, VSK_DATA_ORDER_PLANE, 1},
+        {VSK_32S, VSK_16U, 1, VSK_DATA_ORDER_PIXEL, 5},
         {VSK_32S, VSK_8U, 3, VSK_DATA_ORDER_PLANE, 8},
     };
     std::uint32_t seed = 90;
@@ -315,8 +335,10 @@ TEST(ReduceBits, JitterFollowsTheNoiseTables) {
                 for (int ch = 0; ch < c.channels; ++ch) {
                     // j counts values along the row: pixels times channels in pixel order.
                     const std::int64_t j = pixel ? std::int64_t{x} * c.channels + ch : x;
-                    const std::int64_t v = noise.apply(c.from, c.to, get(src.get(), x, y, ch), c.amplitude, j, y);
-                    ASSERT_EQ(get(dst.get(), x, y, ch), reduceModel(c.from, c.to, v)) << x << "," << y << "," << ch;
+                    const std::int64_t v =
+                        noise.apply(c.from, c.to, get(src.get(), x, y, ch), c.amplitude, j, y);
+                    ASSERT_EQ(get(dst.get(), x, y, ch), reduceModel(c.from, c.to, v))
+                        << x << "," << y << "," << ch;
                 }
         // The same seed gives the same result.
         ImagePtr again = makeImage(c.channels, c.to, c.order, 6, 21);

@@ -44,20 +44,32 @@ TEST(ColorWalk, TiledRunsEqualUntiledRuns) {
         Call call;
         Layout src, dst;
     } cases[] = {
-        {"gray", [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); },
-         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "BGR"}, {1, VSK_8U, VSK_DATA_ORDER_PIXEL, "GRAY", "GRAY"}},
-        {"gray, planes", [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); },
-         {3, VSK_32S, VSK_DATA_ORDER_PLANE, "RGB", "GBR"}, {1, VSK_1U, VSK_DATA_ORDER_PIXEL, "GRAY", "GRAY"}},
-        {"color from bits", [](VskImage* s, VskImage* d) { tvskGrayToColor(s, d, 0.2f, 0.7f, 0.1f, nullptr); },
-         {1, VSK_1U, VSK_DATA_ORDER_PLANE, "GRAY", "GRAY"}, {3, VSK_8U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}},
-        {"reduce", [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 1, 0, nullptr); },
-         {3, VSK_16U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}, {3, VSK_8U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}},
+        {"gray",
+         [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); },
+         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "BGR"},
+         {1, VSK_8U, VSK_DATA_ORDER_PIXEL, "GRAY", "GRAY"}},
+        {"gray, planes",
+         [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); },
+         {3, VSK_32S, VSK_DATA_ORDER_PLANE, "RGB", "GBR"},
+         {1, VSK_1U, VSK_DATA_ORDER_PIXEL, "GRAY", "GRAY"}},
+        {"color from bits",
+         [](VskImage* s, VskImage* d) { tvskGrayToColor(s, d, 0.2f, 0.7f, 0.1f, nullptr); },
+         {1, VSK_1U, VSK_DATA_ORDER_PLANE, "GRAY", "GRAY"},
+         {3, VSK_8U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}},
+        {"reduce",
+         [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 1, 0, nullptr); },
+         {3, VSK_16U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"},
+         {3, VSK_8U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}},
         // The ordered pattern counts positions from each tile's corner, which
         // tiles of multiples of 8 keep in step with the image's.
-        {"ordered dither", [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 16, 2, nullptr); },
-         {3, VSK_32S, VSK_DATA_ORDER_PLANE, "RGB", "BGR"}, {3, VSK_16U, VSK_DATA_ORDER_PLANE, "RGB", "BGR"}},
-        {"HLS", [](VskImage* s, VskImage* d) { vskRGB2HLS(s, d, nullptr); },
-         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "BGR"}, {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "RGB"}},
+        {"ordered dither",
+         [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 16, 2, nullptr); },
+         {3, VSK_32S, VSK_DATA_ORDER_PLANE, "RGB", "BGR"},
+         {3, VSK_16U, VSK_DATA_ORDER_PLANE, "RGB", "BGR"}},
+        {"HLS",
+         [](VskImage* s, VskImage* d) { vskRGB2HLS(s, d, nullptr); },
+         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "BGR"},
+         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "RGB"}},
     };
     std::uint32_t seed = 3;
     for (const Case& c : cases) {
@@ -67,7 +79,8 @@ TEST(ColorWalk, TiledRunsEqualUntiledRuns) {
             return makeImage(l.channels, l.depth, l.order, 20, 30, 0, 4, l.model, l.seq);
         };
         auto tiled = [](const Layout& l, int tileWidth, int tileHeight) {
-            auto t = std::make_unique<TiledImage>(l.channels, l.depth, l.order, 20, 30, tileWidth, tileHeight);
+            auto t = std::make_unique<TiledImage>(l.channels, l.depth, l.order, 20, 30, tileWidth,
+                                                  tileHeight);
             setNames(t->get(), l.model, l.seq);
             return t;
         };
@@ -86,7 +99,8 @@ TEST(ColorWalk, TiledRunsEqualUntiledRuns) {
         for (int y = 0; y < 20; ++y)
             for (int x = 0; x < 30; ++x)
                 for (int ch = 0; ch < c.dst.channels; ++ch)
-                    ASSERT_EQ(tiledDst->get(x, y, ch), get(dst.get(), x, y, ch)) << x << "," << y << "," << ch;
+                    ASSERT_EQ(tiledDst->get(x, y, ch), get(dst.get(), x, y, ch))
+                        << x << "," << y << "," << ch;
         EXPECT_EQ(tiledDst->held + tiledSrc->held, 0);
         EXPECT_EQ(tiledDst->badReleases + tiledSrc->badReleases, 0);
     }
