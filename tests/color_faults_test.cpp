@@ -16,7 +16,7 @@ void reduce(VskImage* s, VskImage* d) { vskReduceBits(s, d, Jitter, Dither, 1, n
 template <void(VSK_CALL* Op)(VskImage*, VskImage*, const int*)>
 void hue(VskImage* s, VskImage* d) { Op(s, d, nullptr); }
 
-struct Spec {
+struct Kind {
     int channels;
     unsigned depth;
     const char* names;  // colour model and channel sequence
@@ -35,13 +35,13 @@ int planeSrc(VskImage* s, VskImage*) { return s->dataOrder = VSK_DATA_ORDER_PLAN
 struct Case {
     const char* name;
     Call call;
-    Spec src, dst;
+    Kind src, dst;
     Change change;
     std::string expected;
 };
 
-const Spec R8{3, VSK_8U, "RGB"}, G8{1, VSK_8U, "GRAY"}, G16{1, VSK_16U, "GRAY"};
-const Spec G32{1, VSK_32S, "GRAY"}, B1{1, VSK_1U, "GRAY"};
+const Kind R8{3, VSK_8U, "RGB"}, G8{1, VSK_8U, "GRAY"}, G16{1, VSK_16U, "GRAY"};
+const Kind G32{1, VSK_32S, "GRAY"}, B1{1, VSK_1U, "GRAY"};
 std::string top(const char* f, const char* text, int line) { return fault(f, text, "vskcolor", line); }
 std::string own(const char* f, const char* text, int line) { return fault(f, text, "owncolor", line); }
 std::string header(int line) { return top("vskReduceBits", headerText(0x800).c_str(), line); }
