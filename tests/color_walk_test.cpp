@@ -1,0 +1,213 @@
+// The colour module's destination-driven tile walk: tile order, the tile
+// selector, refused tiles, and tiled runs equal to untiled ones.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "support/colortest.hpp"
+
+using namespace vsktest;
+using namespace colortest;
+
+namespace {
+
+// The call log of a whole walk over a grid of cols x rows tiles: each row
+// ends with the refused tile past its end, the walk with the refused first
+// tile of the row past the grid.
+std::string fullWalk(int cols, int rows) {
+    std::string log;
+    for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < cols; ++c)
+            log += "(2," + std::to_string(c) + "," + std::to_string(r) + ")(4," +
+                   std::to_string(c) + "," + std::to_string(r) + ")";
+        log += "(2," + std::to_string(cols) + "," + std::to_string(r) + ")";
+    }
+    return log + "(2,0," + std::to_string(rows) + ")";
+}
+
+using Call = void (*)(VskImage*, VskImage*);
+
+struct Layout {
+    int channels;
+    unsigned depth;
+    int order;
+    const char* model;
+    const char* seq;
+};
+
+}  // namespace
+
+TEST(ColorWalk, TiledRunsEqualUntiledRuns) {
+    struct Case {
+        const char* name;
+        Call call;
+        Layout src, dst;
+    } cases[] = {
+        {"gray",
+         [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); },
+         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "BGR"},
+         {1, VSK_8U, VSK_DATA_ORDER_PIXEL, "GRAY", "GRAY"}},
+        {"gray, planes",
+         [](VskImage* s, VskImage* d) { tvskColorToGray(s, d, nullptr); },
+         {3, VSK_32S, VSK_DATA_ORDER_PLANE, "RGB", "GBR"},
+         {1, VSK_1U, VSK_DATA_ORDER_PIXEL, "GRAY", "GRAY"}},
+        {"color from bits",
+         [](VskImage* s, VskImage* d) { tvskGrayToColor(s, d, 0.2f, 0.7f, 0.1f, nullptr); },
+         {1, VSK_1U, VSK_DATA_ORDER_PLANE, "GRAY", "GRAY"},
+         {3, VSK_8U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}},
+        {"reduce",
+         [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 1, 0, nullptr); },
+         {3, VSK_16U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"},
+         {3, VSK_8U, VSK_DATA_ORDER_PLANE, "RGB", "RGB"}},
+        // The ordered pattern counts positions from each tile's corner, which
+        // tiles of multiples of 8 keep in step with the image's.
+        {"ordered dither",
+         [](VskImage* s, VskImage* d) { vskReduceBits(s, d, 0, 16, 2, nullptr); },
+         {3, VSK_32S, VSK_DATA_ORDER_PLANE, "RGB", "BGR"},
+         {3, VSK_16U, VSK_DATA_ORDER_PLANE, "RGB", "BGR"}},
+        {"HLS",
+         [](VskImage* s, VskImage* d) { vskRGB2HLS(s, d, nullptr); },
+         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "BGR"},
+         {3, VSK_16U, VSK_DATA_ORDER_PIXEL, "RGB", "RGB"}},
+    };
+    std::uint32_t seed = 3;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ErrorCapture capture;
+        auto plain = [](const Layout& l) {
+            return makeImage(l.channels, l.depth, l.order, 20, 30, 0, 4, l.model, l.seq);
+        };
+        auto tiled = [](const Layout& l, int tileWidth, int tileHeight) {
+            auto t = std::make_unique<TiledImage>(l.channels, l.depth, l.order, 20, 30, tileWidth,
+                                                  tileHeight);
+            setNames(t->get(), l.model, l.seq);
+            return t;
+        };
+        ImagePtr src = plain(c.src), dst = plain(c.dst);
+        fillRandom(src.get(), seed++);
+        auto tiledSrc = tiled(c.src, 16, 8);
+        tiledSrc->loadFrom(src.get());
+        auto tiledDst = tiled(c.dst, 8, 8);
+        ImagePtr fromTiles = plain(c.dst);
+        c.call(src.get(), dst.get());
+        c.call(src.get(), tiledDst->get());
+        EXPECT_EQ(describe(tiledDst->log), fullWalk(4, 3));
+        c.call(tiledSrc->get(), fromTiles.get());
+        EXPECT_EQ(reportsOf(capture), "");
+        EXPECT_EQ(bytesOf(fromTiles.get()), bytesOf(dst.get()));
+        for (int y = 0; y < 20; ++y)
+            for (int x = 0; x < 30; ++x)
+                for (int ch = 0; ch < c.dst.channels; ++ch)
+                    ASSERT_EQ(tiledDst->get(x, y, ch), get(dst.get(), x, y, ch))
+                        << x << "," << y << "," << ch;
+        EXPECT_EQ(tiledDst->held + tiledSrc->held, 0);
+        EXPECT_EQ(tiledDst->badReleases + tiledSrc->badReleases, 0);
+    }
+}
+
+TEST(ColorWalk, TileSelector) {
+    struct Case {
+        int tile[2];
+        std::vector<std::pair<int, int>> refuse;
+        const char* log;
+        int changedCol, changedRow;  // the one tile written, or -1
+    } cases[] = {
+        {{-1, -1}, {}, "(2,0,0)(4,0,0)", 0, 0},
+        {{-1, 2}, {}, "(2,0,0)(4,0,0)", 0, 0},
+        {{2, 1}, {}, "(2,2,1)(4,2,1)", 2, 1},
+        // A refused selected tile moves on to the first tile of the next row.
+        {{2, 1}, {{2, 1}}, "(2,2,1)(2,0,2)(4,0,2)", 0, 2},
+        {{5, 5}, {}, "(2,5,5)(2,0,6)", -1, -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.tile[0] << "," << c.tile[1]);
+        ErrorCapture capture;
+        ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 24, 24, 255, 4, "RGB", "RGB");
+        TiledImage dst(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 24, 24, 8, 8);
+        for (const auto& r : c.refuse) dst.refuse.insert(r);
+        int tile[2] = {c.tile[0], c.tile[1]};
+        tvskColorToGray(src.get(), dst.get(), tile);
+        EXPECT_EQ(reportsOf(capture), "");
+        EXPECT_EQ(describe(dst.log), c.log);
+        for (int y = 0; y < 24; ++y)
+            for (int x = 0; x < 24; ++x)
+                ASSERT_EQ(dst.get(x, y), x / 8 == c.changedCol && y / 8 == c.changedRow ? 254 : 0)
+                    << x << "," << y;
+    }
+    // With an untiled destination a selector naming a tile selects nothing.
+    ErrorCapture capture;
+    TiledImage src(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 16, 8, 8);
+    setNames(src.get(), "RGB", "RGB");
+    ImagePtr dst = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 16, 9);
+    int tile[2] = {0, 0};
+    tvskColorToGray(src.get(), dst.get(), tile);
+    EXPECT_EQ(describe(src.log), "");
+    EXPECT_EQ(get(dst.get(), 0, 0), 9);
+    // ... and (-1, -1) the whole destination.
+    tile[0] = tile[1] = -1;
+    tvskColorToGray(src.get(), dst.get(), tile);
+    EXPECT_EQ(get(dst.get(), 15, 15), 0);
+    EXPECT_EQ(src.held, 0);
+    EXPECT_EQ(reportsOf(capture), "");
+}
+
+TEST(ColorWalk, RefusedTilesEndTheirRowWithoutReport) {
+    ErrorCapture capture;
+    ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 255, 4, "RGB", "RGB");
+    TiledImage dst(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 8, 8);
+    dst.refuse.insert({1, 0});
+    tvskColorToGray(src.get(), dst.get(), nullptr);
+    EXPECT_EQ(reportsOf(capture), "");
+    EXPECT_EQ(describe(dst.log),
+              "(2,0,0)(4,0,0)(2,1,0)(2,0,1)(4,0,1)(2,1,1)(4,1,1)(2,2,1)(4,2,1)(2,3,1)(2,0,2)");
+    EXPECT_EQ(dst.get(0, 0), 254);
+    EXPECT_EQ(dst.get(16, 0), 0);  // tile (2, 0) was never reached
+    EXPECT_EQ(dst.get(16, 8), 254);
+
+    // A source tile that cannot be fetched ends the walk; the destination
+    // tile is given back.
+    TiledImage tiledSrc(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 8, 8);
+    setNames(tiledSrc.get(), "RGB", "RGB");
+    tiledSrc.refuse.insert({1, 0});
+    TiledImage dst2(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 16, 24, 8, 8);
+    tvskColorToGray(tiledSrc.get(), dst2.get(), nullptr);
+    EXPECT_EQ(reportsOf(capture), "");
+    EXPECT_EQ(describe(dst2.log), "(2,0,0)(4,0,0)(2,1,0)(4,1,0)");
+    EXPECT_EQ(dst2.held, 0);
+    EXPECT_EQ(tiledSrc.held, 0);
+}
+
+namespace {
+
+// A call-back that hands out the same tile memory for every index.
+struct Everywhere {
+    static inline std::vector<std::uint8_t> memory = std::vector<std::uint8_t>(64);
+    static inline int handedOut = 0, released = 0;
+    static void VSK_CALL callback(const VskImage* image, int, int, int mode) {
+        if (mode == VSK_TILE_RELEASE) {
+            ++released;
+            image->tileInfo->tileData = nullptr;
+            return;
+        }
+        ++handedOut;
+        image->tileInfo->tileData = memory.data();
+    }
+};
+
+}  // namespace
+
+TEST(ColorWalk, CallbackServingEveryIndexStillEnds) {
+    ErrorCapture capture;
+    VskTileInfo info{Everywhere::callback, nullptr, nullptr, 8, 8};
+    VskImage* dst = tvskCreateImageHeader(1, 0, VSK_8U, "GRAY", "GRAY", 0, 0, 4, 12, 20, nullptr,
+                                          nullptr, &info);
+    ImagePtr src = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 12, 20, 255, 4, "RGB", "RGB");
+    tvskColorToGray(src.get(), dst, nullptr);
+    // 3 x 2 tiles, then the tile past each row and the row past the grid.
+    EXPECT_EQ(Everywhere::handedOut, 6 + 2 + 1);
+    EXPECT_EQ(Everywhere::released, Everywhere::handedOut);
+    EXPECT_EQ(Everywhere::memory[0], 254);  // tile (2, 1) was written last
+    EXPECT_EQ(reportsOf(capture), "");
+    tvskDeallocate(dst, VSK_FREE_HEADER);
+}
