@@ -369,7 +369,8 @@ std::vector<Command> commands() {
                      }
                      Image src = load(a.files[0]);
                      if (src->nChannels != 1) die(a.files[0] + " is not a grey image (use gray first)");
-                     Image dst = makeLike(src.get(), 3, src->depth, src->height, src->width, "RGB", "BGR");
+                     // Red first: the first channel takes the red fraction.
+                     Image dst = makeLike(src.get(), 3, src->depth, src->height, src->width, "RGB", "RGB");
                      call("color", [&] { tvskGrayToColor(src.get(), dst.get(), f[0], f[1], f[2], nullptr); });
                      save(dst.get(), a.files[1]);
                  }});
@@ -402,22 +403,34 @@ std::vector<Command> commands() {
                          call("dither", [&] { vskReduceBits(grey.get(), dst.get(), jitter, 1, 0, nullptr); });
                          save(dst.get(), a.files[1]);
                      } else if (bits == 8) {
-                         Image wide = makeLike(src.get(), src->nChannels, VSK_16U, src->height, src->width,
-                                               name4(src->colorModel).c_str(), name4(src->channelSeq).c_str(),
-                                               src->alphaChannel);
-                         // Widen row by row: v x 257 maps 0..255 onto 0..65535.
-                         const std::int64_t s8 = src->widthStep, s16 = wide->widthStep;
-                         const int planes = src->dataOrder ? src->nChannels : 1;
-                         const std::int64_t perRow = static_cast<std::int64_t>(src->width) * (src->dataOrder ? 1 : src->nChannels);
-                         for (int p = 0; p < planes; ++p)
-                             for (int y = 0; y < src->height; ++y) {
-                                 const auto* in = reinterpret_cast<const std::uint8_t*>(src->imageData) + (static_cast<std::int64_t>(p) * src->height + y) * s8;
-                                 auto* out = reinterpret_cast<std::uint16_t*>(wide->imageData + (static_cast<std::int64_t>(p) * src->height + y) * s16);
-                                 for (std::int64_t k = 0; k < perRow; ++k) out[k] = static_cast<std::uint16_t>(in[k] * 257);
+                         // Widen to 16 bits (v x 257 maps 0..255 onto 0..65535) into plane
+                         // order, where the dither filters see whole rows of every channel.
+                         const int ch = src->nChannels;
+                         auto planar = [&](unsigned depth) {
+                             VskImage* image = tvskCreateImageHeader(ch, src->alphaChannel, depth, src->colorModel,
+                                                                     src->channelSeq, VSK_DATA_ORDER_PLANE, src->origin,
+                                                                     src->align, src->height, src->width, nullptr, nullptr,
+                                                                     nullptr);
+                             if (image) tvskAllocateImage(image, 0);
+                             if (!image || !image->imageData) {
+                                 tvskDeallocate(image, VSK_FREE_HEADER);
+                                 die("out of memory");
                              }
-                         Image dst = makeLike(src.get(), src->nChannels, VSK_8U, src->height, src->width,
-                                              name4(src->colorModel).c_str(), name4(src->channelSeq).c_str(),
-                                              src->alphaChannel);
+                             return Image(image);
+                         };
+                         Image wide = planar(VSK_16U);
+                         Image dst = planar(VSK_8U);
+                         const std::int64_t s8 = src->widthStep, s16 = wide->widthStep;
+                         for (int c = 0; c < ch; ++c)
+                             for (int y = 0; y < src->height; ++y) {
+                                 auto* out = reinterpret_cast<std::uint16_t*>(wide->imageData + (static_cast<std::int64_t>(c) * src->height + y) * s16);
+                                 for (int x = 0; x < src->width; ++x) {
+                                     const std::int64_t at = src->dataOrder == VSK_DATA_ORDER_PLANE
+                                                                 ? (static_cast<std::int64_t>(c) * src->height + y) * s8 + x
+                                                                 : y * s8 + static_cast<std::int64_t>(x) * ch + c;
+                                     out[x] = static_cast<std::uint16_t>(static_cast<std::uint8_t>(src->imageData[at]) * 257);
+                                 }
+                             }
                          call("dither", [&] { vskReduceBits(wide.get(), dst.get(), jitter, types.at(type), levels, nullptr); });
                          save(dst.get(), a.files[1]);
                      } else {
