@@ -65,16 +65,19 @@ struct U16x8 {
     friend U16x8 operator-(U16x8 a, U16x8 b) { return {_mm_sub_epi16(a.v, b.v)}; }
 };
 
+// The scaled product here takes the high half of (t + 1) * 257, which is
+// ((t >> 8) + t + 1) >> 8 for every product t of two 8-bit samples; twice
+// the product is the product doubled.
 template <>
 struct Arith<std::uint8_t, U16x8> {
     using V = U16x8;
-    static __m128i rounded(V x, V y) {
+    static V mul(V x, V y) {
         const __m128i t = _mm_mullo_epi16(x.v, y.v);
-        return _mm_add_epi16(_mm_add_epi16(t, _mm_srli_epi16(t, 8)), _mm_set1_epi16(1));
+        return {_mm_mulhi_epu16(_mm_add_epi16(t, _mm_set1_epi16(1)), _mm_set1_epi16(257))};
     }
-    static V mul(V x, V y) { return {_mm_srli_epi16(rounded(x, y), 8)}; }
     static V mul2(V x, V y) {
-        return {_mm_and_si128(_mm_srli_epi16(rounded(x, y), 7), _mm_set1_epi16(-2))};
+        const __m128i m = mul(x, y).v;
+        return {_mm_add_epi16(m, m)};
     }
     static V cap(V x) { return {_mm_min_epi16(x.v, _mm_set1_epi16(255))}; }
     static V inv(V a) { return {_mm_sub_epi16(_mm_set1_epi16(255), a.v)}; }
