@@ -27,11 +27,12 @@ void composeRows(const CompositeCall& c) {
     using Alpha =
         std::conditional_t<P == Path::Real, RealAlphaRule<Op, T, HasB>, AlphaRule<Op, T, HasB>>;
     constexpr bool unit = P == Path::Plane;
-    if constexpr (P == Path::Pixel && std::is_same_v<T, std::uint8_t>) {
+    if constexpr (P == Path::Pixel) {
         if (c.rgba) {
             for (int y = 0; y < c.rows; ++y)
-                rgbaRow<Op, Premul, HasB>(c.a.lane<const T>(0, y).p, c.b.lane<const T>(0, y).p,
-                                          c.dst.lane<T>(0, y).p, c.cols);
+                rgbaRow<Op, T, Premul, HasB>(c.a.lane<const T>(0, y).p,
+                                             c.b.lane<const T>(0, y).p, c.dst.lane<T>(0, y).p,
+                                             c.cols);
             return;
         }
     }

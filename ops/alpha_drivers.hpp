@@ -20,8 +20,8 @@ struct CompositeCall {
     bool hasB = true;       // without it, B's alpha is the complement of A's
     bool hasTarget = false;
     bool allPlane = false;  // every image involved is in plane order
-    // Interleaved 8-bit A, B and destination of four channels with their
-    // own alphas last, the result alpha going to the destination's.
+    // Interleaved A, B and destination of four channels with their own
+    // alphas last, the result alpha going to the destination's.
     bool rgba = false;
     // Constant alphas of the constant operation (negative: the image's own
     // alpha channel, given in alphaA / alphaB).

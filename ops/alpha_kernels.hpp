@@ -327,42 +327,43 @@ inline void zipRow(const Rule& rule, Lane<T> d, int n, Src... src) {
     }
 }
 
-// Interleaved 8-bit pixels of four channels, alpha last in A, B and the
+// Interleaved pixels of four channels, alpha last in A, B and the
 // destination: colours and alpha of each pixel in one pass (B's alpha is its
-// own fourth channel, or the complement of A's).
-template <class Op, bool Premul, bool HasB>
-inline void rgbaRow(const std::uint8_t* A, const std::uint8_t* B, std::uint8_t* d, int n) {
-    const ColourRule<Op, std::uint8_t, Premul, HasB> colour;
-    const AlphaRule<Op, std::uint8_t, HasB> alpha;
+// own fourth channel, or the complement of A's). 8-bit rows take SSE2 code.
+template <class Op, class T, bool Premul, bool HasB>
+inline void rgbaRow(const T* A, const T* B, T* d, int n) {
+    const ColourRule<Op, T, Premul, HasB> colour;
+    const AlphaRule<Op, T, HasB> alpha;
     int i = 0;
 #if VSK_ALPHA_SSE2
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i alphaLanes = _mm_set_epi16(-1, 0, 0, 0, -1, 0, 0, 0);
-    auto half = [&](__m128i a16, __m128i b16) {
-        const U16x8 Av{a16}, Bv{b16};
-        const U16x8 aa{_mm_shufflehi_epi16(_mm_shufflelo_epi16(a16, 0xFF), 0xFF)};
-        const U16x8 bb{_mm_shufflehi_epi16(_mm_shufflelo_epi16(b16, 0xFF), 0xFF)};
-        const __m128i c = colour(Av, aa, Bv, bb).v;
-        const __m128i r = alpha(aa, bb).v;
-        return _mm_or_si128(_mm_andnot_si128(alphaLanes, c), _mm_and_si128(alphaLanes, r));
-    };
-    for (; i + 4 <= n; i += 4) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(A + 4 * i));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(B + 4 * i));
-        const __m128i lo = half(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-        const __m128i hi = half(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4 * i), _mm_packus_epi16(lo, hi));
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i alphaLanes = _mm_set_epi16(-1, 0, 0, 0, -1, 0, 0, 0);
+        auto half = [&](__m128i a16, __m128i b16) {
+            const U16x8 Av{a16}, Bv{b16};
+            const U16x8 aa{_mm_shufflehi_epi16(_mm_shufflelo_epi16(a16, 0xFF), 0xFF)};
+            const U16x8 bb{_mm_shufflehi_epi16(_mm_shufflelo_epi16(b16, 0xFF), 0xFF)};
+            const __m128i c = colour(Av, aa, Bv, bb).v;
+            const __m128i r = alpha(aa, bb).v;
+            return _mm_or_si128(_mm_andnot_si128(alphaLanes, c), _mm_and_si128(alphaLanes, r));
+        };
+        for (; i + 4 <= n; i += 4) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(A + 4 * i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(B + 4 * i));
+            const __m128i lo = half(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
+            const __m128i hi = half(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4 * i), _mm_packus_epi16(lo, hi));
+        }
     }
 #endif
     for (; i < n; ++i) {
-        const std::uint8_t* pa = A + 4 * i;
-        const std::uint8_t* pb = B + 4 * i;
+        const T* pa = A + 4 * i;
+        const T* pb = B + 4 * i;
         const std::uint32_t a = pa[3], b = pb[3];
-        std::uint8_t out[4];
+        T out[4];
         for (int c = 0; c < 3; ++c)
-            out[c] = static_cast<std::uint8_t>(
-                colour(std::uint32_t{pa[c]}, a, std::uint32_t{pb[c]}, b));
-        out[3] = static_cast<std::uint8_t>(alpha(a, b));
+            out[c] = static_cast<T>(colour(std::uint32_t{pa[c]}, a, std::uint32_t{pb[c]}, b));
+        out[3] = static_cast<T>(alpha(a, b));
         for (int c = 0; c < 4; ++c) d[4 * i + c] = out[c];
     }
 }

@@ -301,7 +301,7 @@ VSK_API void VSK_CALL tvskAlphaComposite(VskImage* srcImageA, VskImage* srcImage
                  (!alphaImageA || planeOrder(alphaImageA)) &&
                  (!alphaImageB || planeOrder(alphaImageB)) &&
                  (!targetImage || planeOrder(targetImage));
-    c.rgba = c.bits == 8 && !c.divide && allChannels(dstImage) && targetImage == dstImage &&
+    c.rgba = !c.divide && allChannels(dstImage) && targetImage == dstImage &&
              !alphaImageA && (alphaImageB == nullptr) && interleavedRgba(dstImage) &&
              interleavedRgba(srcImageA) && interleavedRgba(srcImageB);
     runPlan(plan, size, tilePoint, s, {1257, 1293, 1306}, vsk::alpha::composite);
