@@ -118,6 +118,17 @@ bool failsDepth(const VskImage* dst, const Site& site, int line) {
                  "dstImage->depth != 8 && dstImage->depth != 16");
 }
 
+// The checks that open every operation on three images: the image runs of
+// the destination, A and B, then their depths, at six consecutive lines.
+bool failsImages(const VskImage* a, const VskImage* b, const VskImage* dst, const Site& site,
+                 int line, Extent& size) {
+    return failsRun(dst, "dstImage", site, line, size) ||
+           failsRun(a, "srcImageA", site, line + 1, size) ||
+           failsRun(b, "srcImageB", site, line + 2, size) || failsDepth(dst, site, line + 3) ||
+           fails(a->depth != dst->depth, site, line + 4, kSrcA.depth) ||
+           fails(b->depth != dst->depth, site, line + 5, kSrcB.depth);
+}
+
 bool failsOptions(int compositeType, int premulAlpha, int divideMode, const Site& site,
                   int line) {
     return fails(compositeType != 0 && compositeType != 1 && compositeType != 2 &&
@@ -241,12 +252,7 @@ VSK_API void VSK_CALL tvskAlphaComposite(VskImage* srcImageA, VskImage* srcImage
                                          int divideMode, const int* tilePoint) {
     const Site& s = kComposite;
     Extent size;
-    if (failsRun(dstImage, "dstImage", s, 1146, size) ||
-        failsRun(srcImageA, "srcImageA", s, 1147, size) ||
-        failsRun(srcImageB, "srcImageB", s, 1148, size) || failsDepth(dstImage, s, 1149) ||
-        fails(srcImageA->depth != dstImage->depth, s, 1150, kSrcA.depth) ||
-        fails(srcImageB->depth != dstImage->depth, s, 1151, kSrcB.depth))
-        return;
+    if (failsImages(srcImageA, srcImageB, dstImage, s, 1146, size)) return;
     if (!alphaImageA) {
         if (failsAlphaChannel(srcImageA, kSrcA, s, 1158)) return;
     } else if (failsRun(alphaImageA, "alphaImageA", s, 1153, size) ||
@@ -313,11 +319,7 @@ VSK_API void VSK_CALL tvskAlphaCompositeC(VskImage* srcImageA, VskImage* srcImag
                                           const int* tilePoint) {
     const Site& s = kCompositeC;
     Extent size;
-    if (failsRun(dstImage, "dstImage", s, 981, size) ||
-        failsRun(srcImageA, "srcImageA", s, 982, size) ||
-        failsRun(srcImageB, "srcImageB", s, 983, size) || failsDepth(dstImage, s, 984) ||
-        fails(srcImageA->depth != dstImage->depth, s, 985, kSrcA.depth) ||
-        fails(srcImageB->depth != dstImage->depth, s, 986, kSrcB.depth) ||
+    if (failsImages(srcImageA, srcImageB, dstImage, s, 981, size) ||
         (alphaA < 0 && failsAlphaChannel(srcImageA, kSrcA, s, 987)) ||
         (alphaB < 0 && failsAlphaChannel(srcImageB, kSrcB, s, 988)) ||
         failsChannelAgreement(srcImageA, srcImageB, dstImage, s, 989) ||
@@ -382,11 +384,7 @@ void VSK_CALL vskMultiplyScale(VskImage* srcImageA, VskImage* srcImageB, VskImag
                                const int* tilePoint) {
     const Site& s = kMultiply;
     Extent size;
-    if (failsRun(dstImage, "dstImage", s, 726, size) ||
-        failsRun(srcImageA, "srcImageA", s, 727, size) ||
-        failsRun(srcImageB, "srcImageB", s, 728, size) || failsDepth(dstImage, s, 729) ||
-        fails(srcImageA->depth != dstImage->depth, s, 730, kSrcA.depth) ||
-        fails(srcImageB->depth != dstImage->depth, s, 731, kSrcB.depth) ||
+    if (failsImages(srcImageA, srcImageB, dstImage, s, 726, size) ||
         failsCoiAgreement(srcImageA, dstImage, kSrcA, s, 732) ||
         failsCoiAgreement(srcImageB, dstImage, kSrcB, s, 733))
         return;

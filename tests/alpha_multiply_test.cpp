@@ -5,18 +5,13 @@
 #include <functional>
 #include <string>
 
+#include "support/alpha_support.hpp"
 #include "support/vsktest.hpp"
 
 using namespace vsktest;
+using namespace alphatest;
 
 namespace {
-
-ImagePtr image(int n, int alpha, unsigned depth, int order, int h, int w, std::uint32_t seed) {
-    ImagePtr p = makeImage(n, depth, order, h, w);
-    p->alphaChannel = alpha;
-    fillRandom(p.get(), seed);
-    return p;
-}
 
 std::int64_t scaled(std::int64_t x, std::int64_t y, unsigned depth) {
     return x * y / (depth == VSK_8U ? 255 : 65535);

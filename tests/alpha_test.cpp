@@ -8,20 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "support/alpha_model.hpp"
+#include "support/alpha_support.hpp"
 #include "support/vsktest.hpp"
 
 using namespace vsktest;
-using alphamodel::i64;
+using namespace alphatest;
 
 namespace {
-
-ImagePtr image(int n, int alpha, unsigned depth, int order, int h, int w, std::uint32_t seed) {
-    ImagePtr p = makeImage(n, depth, order, h, w);
-    p->alphaChannel = alpha;
-    fillRandom(p.get(), seed);
-    return p;
-}
 
 // The clipped ROI of an image: x, y, rows, cols.
 struct Rect {
@@ -32,14 +25,6 @@ Rect region(const VskImage* im) {
     const VskROI* r = im->roi;
     return {r->xOffset, r->yOffset, std::min(r->height, im->height - r->yOffset),
             std::min(r->width, im->width - r->xOffset)};
-}
-
-// An image's copy, for comparing untouched samples.
-ImagePtr snapshot(const VskImage* im) {
-    ImagePtr c = makeImage(im->nChannels, im->depth, im->dataOrder, im->height, im->width);
-    c->alphaChannel = im->alphaChannel;
-    std::copy(im->imageData, im->imageData + im->dataSize, c->imageData);
-    return c;
 }
 
 struct Scenario {
@@ -99,7 +84,7 @@ void checkScenario(const Scenario& s, std::uint32_t seed) {
     ASSERT_EQ(cols, s.width);
     ASSERT_EQ(rows, 6);
 
-    const alphamodel::Rules rules{s.depth == VSK_8U ? 8 : 16, s.divide};
+    const Rules rules{s.depth == VSK_8U ? 8 : 16, s.divide};
     const Rect ra = region(A.get()), rb = region(B.get()), rd = region(D.get());
     auto at = [](const ImagePtr& im, int x, int y, int c) {
         const Rect r = region(im.get());
@@ -288,7 +273,7 @@ TEST(AlphaComposite, AlphaSourcesAndResultAlpha) {
     ImagePtr alphaA = image(1, 0, VSK_8U, 0, 4, 5, 3), D = image(4, 4, VSK_8U, 0, 4, 5, 4);
     tvskAlphaComposite(A.get(), B.get(), D.get(), 0, alphaA.get(), nullptr, nullptr, 0, 0,
                        nullptr);
-    const alphamodel::IntModel m{255};
+    const IntModel m{255};
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 5; ++x) {
             const i64 a = get(alphaA.get(), x, y, 0), b = 255 - a;
@@ -327,7 +312,7 @@ TEST(AlphaComposite, ChannelOfInterest) {
     ErrorCapture capture;
     tvskAlphaComposite(A.get(), B.get(), D.get(), 4, nullptr, nullptr, nullptr, 0, 0, nullptr);
     ASSERT_TRUE(capture.reports().empty());
-    const alphamodel::IntModel m{65535};
+    const IntModel m{65535};
     for (int y = 0; y < 6; ++y)
         for (int x = 0; x < 6; ++x)
             for (int c = 0; c < 4; ++c) {
@@ -417,7 +402,7 @@ TEST(AlphaCompositeC, ConstantAlphasFollowTheRules) {
                     tvskAlphaCompositeC(A.get(), B.get(), D.get(), op, k.alphaA, k.alphaB, premul,
                                         divide, nullptr);
                     ASSERT_TRUE(capture.reports().empty());
-                    const alphamodel::Rules rules{k.depth == VSK_8U ? 8 : 16, divide};
+                    const Rules rules{k.depth == VSK_8U ? 8 : 16, divide};
                     const i64 max = rules.max();
                     for (int y = 0; y < 3; ++y)
                         for (int x = 0; x < 9; ++x) {

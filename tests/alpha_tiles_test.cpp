@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "support/alpha_support.hpp"
 #include "support/vsktest.hpp"
 
 using namespace vsktest;
+using namespace alphatest;
 
 namespace {
 
@@ -35,12 +37,6 @@ struct Role {
         return out;
     }
 };
-
-ImagePtr snapshot(const VskImage* im) {
-    ImagePtr c = makeImage(im->nChannels, im->depth, im->dataOrder, im->height, im->width);
-    std::copy(im->imageData, im->imageData + im->dataSize, c->imageData);
-    return c;
-}
 
 std::unique_ptr<Role> role(int n, int alpha, unsigned depth, int order, int h, int w,
                            std::uint32_t seed, RoiSpec roi = {0, 0, 0, 0, 0}, int tw = 0,

@@ -1,6 +1,7 @@
-// A small, slow model of the compositing rules, written from their
-// definitions: the scaled product as a rounded-down division, the operator
-// table term by term, and the dividing path in plain floating point.
+// Compositing test support: images with an alpha channel, copies, and a
+// small, slow model of the compositing rules written from their definitions
+// (the scaled product as a rounded-down division, the operator table term by
+// term, the dividing path in plain floating point).
 #pragma once
 
 #include <algorithm>
@@ -8,7 +9,27 @@
 #include <cstdint>
 #include <cstring>
 
-namespace alphamodel {
+#include "vsktest.hpp"
+
+namespace alphatest {
+
+// A buffered image with the given alpha channel, filled from a seed.
+inline vsktest::ImagePtr image(int n, int alpha, unsigned depth, int order, int h, int w,
+                               std::uint32_t seed) {
+    vsktest::ImagePtr p = vsktest::makeImage(n, depth, order, h, w);
+    p->alphaChannel = alpha;
+    vsktest::fillRandom(p.get(), seed);
+    return p;
+}
+
+// A copy of a buffered image (header fields, padding bytes included).
+inline vsktest::ImagePtr snapshot(const VskImage* im) {
+    vsktest::ImagePtr c =
+        vsktest::makeImage(im->nChannels, im->depth, im->dataOrder, im->height, im->width);
+    c->alphaChannel = im->alphaChannel;
+    std::copy(im->imageData, im->imageData + im->dataSize, c->imageData);
+    return c;
+}
 
 using i64 = std::int64_t;
 
@@ -119,4 +140,4 @@ struct Rules {
     }
 };
 
-}  // namespace alphamodel
+}  // namespace alphatest
