@@ -308,7 +308,7 @@ VSK_API void VSK_CALL tvskAlphaComposite(VskImage* srcImageA, VskImage* srcImage
                  (!alphaImageB || planeOrder(alphaImageB)) &&
                  (!targetImage || planeOrder(targetImage));
     c.rgba = !c.divide && allChannels(dstImage) && targetImage == dstImage &&
-             !alphaImageA && (alphaImageB == nullptr) && interleavedRgba(dstImage) &&
+             !alphaImageA && !alphaImageB && interleavedRgba(dstImage) &&
              interleavedRgba(srcImageA) && interleavedRgba(srcImageB);
     runPlan(plan, size, tilePoint, s, {1257, 1293, 1306}, vsk::alpha::composite);
 }

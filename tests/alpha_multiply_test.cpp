@@ -1,7 +1,6 @@
 // Premultiplication and scaled multiplication by an image or a constant.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <string>
 
@@ -13,9 +12,7 @@ using namespace alphatest;
 
 namespace {
 
-std::int64_t scaled(std::int64_t x, std::int64_t y, unsigned depth) {
-    return x * y / (depth == VSK_8U ? 255 : 65535);
-}
+i64 scaled(i64 x, i64 y, unsigned depth) { return x * y / (depth == VSK_8U ? 255 : 65535); }
 
 }  // namespace
 
@@ -24,16 +21,14 @@ TEST(AlphaPreMultiply, ColoursTakeTheAlpha) {
         const char* what;
         unsigned depth;
         int order, channels, alphaChannel, alpha;
-        std::int64_t colourIn, alphaIn, colourOut, alphaOut;
+        i64 colourIn, alphaIn, colourOut, alphaOut;
     } cases[] = {
-        {"constant 128 halves colours and becomes the alpha", VSK_8U, 0, 4, 4, 128, 200, 7, 100,
-         128},
-        {"constant above the maximum is the maximum", VSK_8U, 1, 4, 4, 300, 200, 7, 200, 255},
+        {"constant 128 halves colours and becomes the alpha", VSK_8U, 0, 4, 4, 128, 200, 7, 100, 128},
+        {"a constant above the maximum is the maximum", VSK_8U, 1, 4, 4, 300, 200, 7, 200, 255},
         {"own alpha, alpha kept", VSK_8U, 0, 4, 4, -1, 200, 128, 100, 128},
         {"own alpha at 16 bits in planes", VSK_16U, 1, 2, 2, -3, 40000, 32768, 20000, 32768},
         {"constant at 16 bits", VSK_16U, 0, 4, 4, 65535, 1234, 0, 1234, 65535},
-        {"without alpha channel every channel is multiplied", VSK_8U, 0, 3, 0, 51, 250, 250, 50,
-         50},
+        {"without alpha channel every channel is a colour", VSK_8U, 0, 3, 0, 51, 250, 0, 50, 0},
     };
     for (const Case& k : cases) {
         SCOPED_TRACE(k.what);
@@ -42,18 +37,14 @@ TEST(AlphaPreMultiply, ColoursTakeTheAlpha) {
             for (int x = 0; x < 5; ++x)
                 for (int c = 0; c < k.channels; ++c)
                     put(im.get(), x, y, c, c == k.alphaChannel - 1 ? k.alphaIn : k.colourIn);
+        const ImagePtr before = snapshot(im.get());
         setRoi(im.get(), 0, 1, 1, 9, 9);  // clipped to 2 rows, 4 columns
         ErrorCapture capture;
         vskPreMultiplyAlpha(im.get(), k.alpha, nullptr);
         EXPECT_TRUE(capture.reports().empty());
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 5; ++x)
-                for (int c = 0; c < k.channels; ++c) {
-                    const bool isAlpha = c == k.alphaChannel - 1;
-                    std::int64_t want = isAlpha ? k.alphaIn : k.colourIn;
-                    if (x >= 1 && y >= 1) want = isAlpha ? k.alphaOut : k.colourOut;
-                    EXPECT_EQ(get(im.get(), x, y, c), want) << x << "," << y << " channel " << c;
-                }
+        expectSamples(im.get(), before.get(), region(im.get()), [&](int, int, int c) {
+            return c == k.alphaChannel - 1 ? k.alphaOut : k.colourOut;
+        });
     }
 }
 
@@ -61,24 +52,20 @@ TEST(AlphaMultiplySScale, ConstantsAreLimitedAsUnsignedNumbers) {
     struct Case {
         unsigned depth;
         int value;
-        std::int64_t effective;  // the constant the samples are multiplied by
-    } cases[] = {
-        {VSK_8U, 255, 255}, {VSK_8U, -1, 255},     {VSK_8U, 0, 0},          {VSK_8U, 256, 255},
-        {VSK_8U, 77, 77},   {VSK_16U, -2, 65535},  {VSK_16U, 70000, 65535}, {VSK_16U, 3000, 3000},
-    };
+        i64 effective;  // the constant the samples are multiplied by
+    } cases[] = {{VSK_8U, 255, 255},    {VSK_8U, -1, 255},        {VSK_8U, 0, 0},
+                 {VSK_8U, 256, 255},    {VSK_8U, 77, 77},         {VSK_16U, -2, 65535},
+                 {VSK_16U, 70000, 65535}, {VSK_16U, 3000, 3000}};
     for (const Case& k : cases)
         for (int order : {0, 1}) {
             SCOPED_TRACE(std::to_string(k.value) + " order " + std::to_string(order));
-            ImagePtr src = image(3, 0, k.depth, order, 4, 7, 2);
-            ImagePtr dst = image(3, 0, k.depth, order, 4, 7, 3);
+            ImagePtr src = image(3, 0, k.depth, order, 4, 7, 2), dst = image(3, 0, k.depth, order, 4, 7, 3);
             ErrorCapture capture;
             vskMultiplySScale(src.get(), dst.get(), k.value, nullptr);
             EXPECT_TRUE(capture.reports().empty());
-            for (int y = 0; y < 4; ++y)
-                for (int x = 0; x < 7; ++x)
-                    for (int c = 0; c < 3; ++c)
-                        ASSERT_EQ(get(dst.get(), x, y, c),
-                                  scaled(get(src.get(), x, y, c), k.effective, k.depth));
+            expectSamples(dst.get(), dst.get(), region(dst.get()), [&](int x, int y, int c) {
+                return scaled(get(src.get(), x, y, c), k.effective, k.depth);
+            });
         }
 }
 
@@ -96,44 +83,22 @@ TEST(AlphaMultiplyScale, SamplesMultiplyAcrossLayoutsAndChannels) {
     for (unsigned depth : {VSK_8U, VSK_16U})
         for (const Case& k : cases) {
             SCOPED_TRACE(std::string(k.what) + " depth " + std::to_string(depth));
-            ImagePtr a = image(4, 4, depth, k.orderA, 6, 19, 4);  // alpha included
+            ImagePtr a = image(4, 4, depth, k.orderA, 6, 19, 4);  // the alpha is multiplied too
             ImagePtr b = image(4, 0, depth, k.orderB, 7, 21, 5);
             ImagePtr d = image(4, 4, depth, k.orderD, 6, 20, 6);
-            const int ax = 1, bx = 2, dx = 0;
-            if (k.coiA >= 0) setRoi(a.get(), k.coiA, ax, 1, 5, 18);
-            if (k.coiB >= 0) setRoi(b.get(), k.coiB, bx, 2, 5, 19);
-            if (k.coiD >= 0) setRoi(d.get(), k.coiD, dx, 0, 5, 18);
-            const ImagePtr before = image(4, 4, depth, k.orderD, 6, 20, 6);
+            if (k.coiA >= 0) setRoi(a.get(), k.coiA, 1, 1, 5, 18);
+            if (k.coiB >= 0) setRoi(b.get(), k.coiB, 2, 2, 5, 19);
+            if (k.coiD >= 0) setRoi(d.get(), k.coiD, 0, 0, 5, 18);
+            const ImagePtr before = snapshot(d.get());
             ErrorCapture capture;
             vskMultiplyScale(a.get(), b.get(), d.get(), nullptr);
             ASSERT_TRUE(capture.reports().empty());
-            auto origin = [](const VskImage* im) {
-                return im->roi ? std::pair{im->roi->xOffset, im->roi->yOffset} : std::pair{0, 0};
-            };
-            const auto [oax, oay] = origin(a.get());
-            const auto [obx, oby] = origin(b.get());
-            const auto [odx, ody] = origin(d.get());
-            int rows = 99999, cols = 99999;
-            for (const VskImage* im : {a.get(), b.get(), d.get()}) {
-                const auto [ox, oy] = origin(im);
-                rows = std::min({rows, im->height - oy, im->roi ? im->roi->height : rows});
-                cols = std::min({cols, im->width - ox, im->roi ? im->roi->width : cols});
-            }
-            for (int y = 0; y < 6; ++y)
-                for (int x = 0; x < 20; ++x)
-                    for (int c = 0; c < 4; ++c) {
-                        const int ix = x - odx, iy = y - ody;
-                        const bool inside = ix >= 0 && iy >= 0 && ix < cols && iy < rows;
-                        const bool channel = k.coiD <= 0 || c == k.coiD - 1;
-                        std::int64_t want = get(before.get(), x, y, c);
-                        if (inside && channel) {
-                            const int ca = k.coiD > 0 ? k.coiA - 1 : c;
-                            const int cb = k.coiD > 0 ? k.coiB - 1 : c;
-                            want = scaled(get(a.get(), oax + ix, oay + iy, ca),
-                                          get(b.get(), obx + ix, oby + iy, cb), depth);
-                        }
-                        ASSERT_EQ(get(d.get(), x, y, c), want) << x << "," << y << " " << c;
-                    }
+            expectSamples(d.get(), before.get(), common({a.get(), b.get(), d.get()}),
+                          [&](int x, int y, int c) -> i64 {
+                              if (k.coiD <= 0) return scaled(at(a.get(), x, y, c), at(b.get(), x, y, c), depth);
+                              if (c != k.coiD - 1) return -1;
+                              return scaled(at(a.get(), x, y, k.coiA - 1), at(b.get(), x, y, k.coiB - 1), depth);
+                          });
         }
 
     // An all-255 image reproduces the other exactly.
@@ -151,45 +116,46 @@ TEST(AlphaMultiply, ChecksInOrderWithTheirTextsAndLines) {
         int value = 9;
     };
     struct Case {
-        int which;  // 0 premultiply (image = d), 1 multiply, 2 multiply by a constant (src = a)
+        const char* func;  // which operation: image = d, srcImageA / srcImage = a
         const char* text;
         int line;
         std::function<void(Images&)> change;
     } cases[] = {
-        {0, "image==0", 856, [](Images& g) { g.pd = nullptr; }},
-        {0, "image->roi->xOffset >= image->width", 856, [](Images& g) { setRoi(g.pd, 0, 4, 0, 1, 1); }},
-        {0, "image->depth != 8 && image->depth != 16", 857, [](Images& g) { g.pd->depth = VSK_32S; }},
-        {0, "image->alphaChannel > 0 && image->alphaChannel != image->nChannels", 858,
+        {"vskPreMultiplyAlpha", "image==0", 856, [](Images& g) { g.pd = nullptr; }},
+        {"vskPreMultiplyAlpha", "image->roi->xOffset >= image->width", 856,
+         [](Images& g) { setRoi(g.pd, 0, 4, 0, 1, 1); }},
+        {"vskPreMultiplyAlpha", "image->depth != 8 && image->depth != 16", 857,
+         [](Images& g) { g.pd->depth = VSK_32S; }},
+        {"vskPreMultiplyAlpha", "image->alphaChannel > 0 && image->alphaChannel != image->nChannels", 858,
          [](Images& g) { g.pd->alphaChannel = 1; }},
-        {0, "image->alphaChannel < 1", 859, [](Images& g) { g.value = -1; }},
-        {1, "dstImage==0", 726, [](Images& g) { g.pd = nullptr; }},
-        {1, "srcImageA==0", 727, [](Images& g) { g.pa = nullptr; }},
-        {1, "vskBadImageHeader(srcImageB) != 0", 728, [](Images& g) { g.pb->origin = 2; }},
-        {1, "dstImage->depth != 8 && dstImage->depth != 16", 729,
+        {"vskPreMultiplyAlpha", "image->alphaChannel < 1", 859, [](Images& g) { g.value = -1; }},
+        {"vskMultiplyScale", "dstImage==0", 726, [](Images& g) { g.pd = nullptr; }},
+        {"vskMultiplyScale", "srcImageA==0", 727, [](Images& g) { g.pa = nullptr; }},
+        {"vskMultiplyScale", "vskBadImageHeader(srcImageB) != 0", 728, [](Images& g) { g.pb->origin = 2; }},
+        {"vskMultiplyScale", "dstImage->depth != 8 && dstImage->depth != 16", 729,
          [](Images& g) { g.pa->depth = g.pb->depth = g.pd->depth = VSK_32S; }},
-        {1, "srcImageA->depth != dstImage->depth", 730, [](Images& g) { g.pa->depth = VSK_16U; }},
-        {1, "srcImageB->depth != dstImage->depth", 731, [](Images& g) { g.pb->depth = VSK_16U; }},
-        {1, "srcImageA->roi->coi > 0 && dstImage->roi == 0", 732,
+        {"vskMultiplyScale", "srcImageA->depth != dstImage->depth", 730, [](Images& g) { g.pa->depth = VSK_16U; }},
+        {"vskMultiplyScale", "srcImageB->depth != dstImage->depth", 731, [](Images& g) { g.pb->depth = VSK_16U; }},
+        {"vskMultiplyScale", "srcImageA->roi->coi > 0 && dstImage->roi == 0", 732,
          [](Images& g) { setRoi(g.pa, 1, 0, 0, 4, 4); }},
-        {1, "dstImage->roi->coi > 0 && srcImageB->roi->coi == 0", 733,
-         [](Images& g) {
+        {"vskMultiplyScale", "dstImage->roi->coi > 0 && srcImageB->roi->coi == 0", 733, [](Images& g) {
              setRoi(g.pd, 1, 0, 0, 4, 4);
              setRoi(g.pa, 2, 0, 0, 4, 4);
              setRoi(g.pb, 0, 0, 0, 4, 4);
          }},
-        {1, "srcImageA->nChannels != dstImage->nChannels", 735,
+        {"vskMultiplyScale", "srcImageA->nChannels != dstImage->nChannels", 735,
          [](Images& g) { g.pa->nChannels = 2; }},
-        {1, "srcImageB->nChannels != dstImage->nChannels", 736,
+        {"vskMultiplyScale", "srcImageB->nChannels != dstImage->nChannels", 736,
          [](Images& g) { g.pb->nChannels = 2; }},
-        {2, "dstImage->roi->xOffset >= dstImage->width", 601,
+        {"vskMultiplySScale", "dstImage->roi->xOffset >= dstImage->width", 601,
          [](Images& g) { setRoi(g.pd, 0, 4, 0, 1, 1); }},
-        {2, "vskBadImageHeader(srcImage) != 0", 602, [](Images& g) { g.pa->dataSize = 0; }},
-        {2, "dstImage->depth != 8 && dstImage->depth != 16", 603,
+        {"vskMultiplySScale", "vskBadImageHeader(srcImage) != 0", 602, [](Images& g) { g.pa->dataSize = 0; }},
+        {"vskMultiplySScale", "dstImage->depth != 8 && dstImage->depth != 16", 603,
          [](Images& g) { g.pa->depth = g.pd->depth = VSK_8S; }},
-        {2, "srcImage->depth != dstImage->depth", 604, [](Images& g) { g.pa->depth = VSK_16U; }},
-        {2, "dstImage->roi->coi > 0 && srcImage->roi == 0", 605,
+        {"vskMultiplySScale", "srcImage->depth != dstImage->depth", 604, [](Images& g) { g.pa->depth = VSK_16U; }},
+        {"vskMultiplySScale", "dstImage->roi->coi > 0 && srcImage->roi == 0", 605,
          [](Images& g) { setRoi(g.pd, 3, 0, 0, 4, 4); }},
-        {2, "srcImage->nChannels != dstImage->nChannels", 607,
+        {"vskMultiplySScale", "srcImage->nChannels != dstImage->nChannels", 607,
          [](Images& g) { g.pd->nChannels = 4; }},
     };
     for (const Case& k : cases) {
@@ -197,16 +163,10 @@ TEST(AlphaMultiply, ChecksInOrderWithTheirTextsAndLines) {
         Images g;
         k.change(g);
         ErrorCapture capture;
-        const char* func = "vskPreMultiplyAlpha";
-        if (k.which == 0) vskPreMultiplyAlpha(g.pd, g.value, nullptr);
-        if (k.which == 1) {
-            vskMultiplyScale(g.pa, g.pb, g.pd, nullptr);
-            func = "vskMultiplyScale";
-        }
-        if (k.which == 2) {
-            vskMultiplySScale(g.pa, g.pd, g.value, nullptr);
-            func = "vskMultiplySScale";
-        }
+        const std::string func = k.func;
+        if (func == "vskPreMultiplyAlpha") vskPreMultiplyAlpha(g.pd, g.value, nullptr);
+        if (func == "vskMultiplyScale") vskMultiplyScale(g.pa, g.pb, g.pd, nullptr);
+        if (func == "vskMultiplySScale") vskMultiplySScale(g.pa, g.pd, g.value, nullptr);
         ASSERT_EQ(capture.reports().size(), 1u);
         const Report& r = capture.reports()[0];
         EXPECT_EQ(r.context, k.text);

@@ -4,14 +4,20 @@
 // term, the dividing path in plain floating point).
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <initializer_list>
 
 #include "vsktest.hpp"
 
 namespace alphatest {
+
+using i64 = std::int64_t;
 
 // A buffered image with the given alpha channel, filled from a seed.
 inline vsktest::ImagePtr image(int n, int alpha, unsigned depth, int order, int h, int w,
@@ -31,7 +37,52 @@ inline vsktest::ImagePtr snapshot(const VskImage* im) {
     return c;
 }
 
-using i64 = std::int64_t;
+// The clipped ROI of an image.
+struct Rect {
+    int x, y, rows, cols;
+};
+inline Rect region(const VskImage* im) {
+    if (!im->roi) return {0, 0, im->height, im->width};
+    const VskROI* r = im->roi;
+    return {r->xOffset, r->yOffset, std::min(r->height, im->height - r->yOffset),
+            std::min(r->width, im->width - r->xOffset)};
+}
+// The size all images can supply.
+inline Rect common(std::initializer_list<const VskImage*> images) {
+    Rect c{0, 0, 99999, 99999};
+    for (const VskImage* im : images) {
+        if (!im) continue;
+        c.rows = std::min(c.rows, region(im).rows);
+        c.cols = std::min(c.cols, region(im).cols);
+    }
+    return c;
+}
+
+// Checks every sample of `got`: at (x, y) of the first `size.rows` x
+// `size.cols` pixels of its ROI, `want(x, y, c)` unless that is negative;
+// everywhere else the sample of `before`.
+inline void expectSamples(const VskImage* got, const VskImage* before, Rect size,
+                          const std::function<i64(int, int, int)>& want) {
+    const Rect r = region(got);
+    int bad = 0;
+    for (int y = 0; y < got->height; ++y)
+        for (int x = 0; x < got->width; ++x)
+            for (int c = 0; c < got->nChannels; ++c) {
+                const int ix = x - r.x, iy = y - r.y;
+                i64 w = -1;
+                if (ix >= 0 && iy >= 0 && ix < size.cols && iy < size.rows) w = want(ix, iy, c);
+                if (w < 0) w = vsktest::get(before, x, y, c);
+                if (vsktest::get(got, x, y, c) != w && ++bad < 4)
+                    ADD_FAILURE() << "(" << x << "," << y << ") channel " << c << ": "
+                                  << vsktest::get(got, x, y, c) << " want " << w;
+            }
+}
+
+// Channel c of pixel (x, y) of an image's ROI.
+inline i64 at(const VskImage* im, int x, int y, int c) {
+    const Rect r = region(im);
+    return vsktest::get(im, r.x + x, r.y + y, c);
+}
 
 struct IntModel {
     i64 M;  // 255 or 65535
