@@ -95,9 +95,6 @@ void selectConstant(const CompositeCall& call) {
     CompositeCall c = call;
     if (call.constA >= 0) c.alphaA = constantLayout(&a);
     if (call.constB >= 0) c.alphaB = constantLayout(&b);
-    c.hasB = true;
-    c.hasTarget = false;
-    c.rgba = false;
     if (c.divide)
         drive<Op, T, Path::Real>(c);
     else

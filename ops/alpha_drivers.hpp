@@ -24,7 +24,8 @@ struct CompositeCall {
     // alphas last, the result alpha going to the destination's.
     bool rgba = false;
     // Constant alphas of the constant operation (negative: the image's own
-    // alpha channel, given in alphaA / alphaB).
+    // alpha channel, given in alphaA / alphaB). That operation always has a
+    // B alpha and writes no alpha.
     int constA = -1, constB = -1;
 };
 
