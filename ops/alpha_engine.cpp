@@ -1,0 +1,330 @@
+// The block engine of the compositing module.
+#include "alpha_engine.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "tiles.hpp"
+
+namespace vsk::alpha {
+
+void Extent::fold(const VskImage* image) {
+    const RoiRect r = roiRect(image);
+    rows = std::min(rows, r.rows);
+    cols = std::min(cols, r.cols);
+}
+
+Layout layoutOf(const VskImage* image) {
+    const std::int64_t stride = imageStride(image);
+    const int bytes = depthBytes(image->depth);
+    const bool plane = image->dataOrder == VSK_DATA_ORDER_PLANE;
+    const int step = plane ? 1 : image->nChannels;
+    Layout l;
+    l.origin = image->imageData + roiY(image) * stride +
+               static_cast<std::int64_t>(roiX(image)) * bytes * step;
+    l.rowBytes = stride;
+    l.channelBytes = plane ? stride * image->height : bytes;
+    l.step = step;
+    return l;
+}
+
+Layout constantLayout(const void* value) {
+    Layout l;
+    l.origin = static_cast<char*>(const_cast<void*>(value));
+    return l;
+}
+
+int BlockSet::add(VskImage* image, int mode) {
+    for (int i = 0; i < count_; ++i) {
+        if (images_[i] == image) {
+            if (mode == VSK_TILE_WRITE) modes_[i] = VSK_TILE_WRITE;
+            return i;
+        }
+    }
+    images_[count_] = image;
+    modes_[count_] = mode;
+    return count_++;
+}
+
+namespace {
+
+constexpr const char* kTileFault = "ERROR in Tiling callBack";
+
+// Gives `data` the header of a buffered image of width x height shaped like
+// `like` (channels, depth, order, alignment), with its own ROI.
+void describe(VskImage& out, VskROI& roi, const VskImage* like, char* data, int width,
+              int height) {
+    std::memcpy(&out, like, sizeof out);
+    out.width = width;
+    out.height = height;
+    out.imageData = data;
+    out.tileInfo = nullptr;
+    out.dataBlock = nullptr;
+    out.maskImage = nullptr;
+    const std::int64_t step =
+        rowBytes(like->dataOrder, like->depth, like->align, like->nChannels, width);
+    out.widthStep = static_cast<int>(step);
+    out.dataSize = static_cast<int>(step * height * planeCount(like));
+    out.roi = &roi;
+}
+
+// One buffer of an image's shape: its data, row stride and plane size.
+struct Buffer {
+    char* data;
+    std::int64_t stride, plane;
+};
+
+Buffer bufferOf(const VskImage* image, char* data, int width, int height) {
+    const std::int64_t stride =
+        rowBytes(image->dataOrder, image->depth, image->align, image->nChannels, width);
+    return {data, stride, stride * height};
+}
+
+// Copies w x h pixels at (sx, sy) of one buffer to (dx, dy) of another, both
+// shaped like `image`.
+void copyPixels(const VskImage* image, const Buffer& from, int sx, int sy, const Buffer& to,
+                int dx, int dy, int w, int h) {
+    const int bytes = depthBytes(image->depth);
+    const int pixel = image->dataOrder == VSK_DATA_ORDER_PLANE ? bytes : bytes * image->nChannels;
+    const std::size_t length = static_cast<std::size_t>(w) * pixel;
+    for (int p = 0; p < planeCount(image); ++p) {
+        const char* s = from.data + p * from.plane + sy * from.stride +
+                        static_cast<std::int64_t>(sx) * pixel;
+        char* d = to.data + p * to.plane + dy * to.stride + static_cast<std::int64_t>(dx) * pixel;
+        for (int y = 0; y < h; ++y) std::memcpy(d + y * to.stride, s + y * from.stride, length);
+    }
+}
+
+enum class Fetch { Ok, Refused, NoMemory };
+
+// The working state of one image during a block.
+struct Slot {
+    VskImage* image = nullptr;
+    int mode = VSK_TILE_READ;
+    VskImage header{};
+    VskROI roi{};
+    // The block in the image's own pixel coordinates and the tiles it covers.
+    int x = 0, y = 0, w = 0, h = 0;
+    int c0 = 0, r0 = 0, c1 = 0, r1 = 0;
+    void* inPlace = nullptr;  // the tile serving the block in place, while held
+    bool gathered = false;
+    char* buffer = nullptr;   // gathered blocks, allocated once
+    int bufferWidth = 0, bufferHeight = 0;
+};
+
+// The block context: one slot per image, the temporaries they own, and
+// whether a block could not be put back into its tiles.
+class BlockContext {
+public:
+    BlockContext(const BlockSet& set, int maxWidth, int maxHeight)
+        : count_(set.count()), maxWidth_(maxWidth), maxHeight_(maxHeight) {
+        for (int i = 0; i < count_; ++i) {
+            slots_[i].image = set.image(i);
+            slots_[i].mode = set.mode(i);
+        }
+    }
+    ~BlockContext() {
+        for (int i = 0; i < count_; ++i) vskFreeAligned(slots_[i].buffer);
+    }
+    BlockContext(const BlockContext&) = delete;
+    BlockContext& operator=(const BlockContext&) = delete;
+
+    // Prepares every slot's working header for the block at (bx, by) of the
+    // common size. On failure the tiles already held are given back.
+    Fetch fetch(int bx, int by, int bw, int bh) {
+        for (int i = 0; i < count_; ++i) {
+            const Fetch f = fetchSlot(slots_[i], bx, by, bw, bh);
+            if (f != Fetch::Ok) {
+                releaseHeld(i);
+                return f;
+            }
+            headers_[i] = &slots_[i].header;
+        }
+        return Fetch::Ok;
+    }
+
+    // Puts written gathered blocks back into their tiles and gives back the
+    // tiles served in place.
+    void finish() {
+        for (int i = 0; i < count_; ++i) {
+            Slot& s = slots_[i];
+            if (s.gathered && s.mode == VSK_TILE_WRITE) scatter(s);
+        }
+        releaseHeld(count_);
+    }
+
+    VskImage* const* headers() const { return headers_; }
+    bool failed() const { return failed_; }
+
+private:
+    Fetch fetchSlot(Slot& s, int bx, int by, int bw, int bh) {
+        VskImage* image = s.image;
+        const int coi = roiCoi(image);
+        s.x = roiX(image) + bx;
+        s.y = roiY(image) + by;
+        s.w = bw;
+        s.h = bh;
+        s.gathered = false;
+        if (!image->tileInfo) {
+            std::memcpy(&s.header, image, sizeof s.header);
+            s.roi = {coi, s.x, s.y, bh, bw};
+            s.header.roi = &s.roi;
+            return Fetch::Ok;
+        }
+        const int tw = image->tileInfo->width, th = image->tileInfo->height;
+        s.c0 = s.x / tw;
+        s.r0 = s.y / th;
+        s.c1 = (s.x + bw - 1) / tw;
+        s.r1 = (s.y + bh - 1) / th;
+        if (s.c0 == s.c1 && s.r0 == s.r1) {
+            s.inPlace = acquireTile(image, s.c0, s.r0, s.mode);
+            if (!s.inPlace) return Fetch::Refused;
+            describe(s.header, s.roi, image, static_cast<char*>(s.inPlace), tw, th);
+            s.roi = {coi, s.x - s.c0 * tw, s.y - s.r0 * th, bh, bw};
+            return Fetch::Ok;
+        }
+        if (!s.buffer) {
+            const std::int64_t bytes = rowBytes(image->dataOrder, image->depth, image->align,
+                                                image->nChannels, maxWidth_) *
+                                       maxHeight_ * planeCount(image);
+            if (!fitsInt(bytes)) return Fetch::NoMemory;
+            s.buffer = static_cast<char*>(vskAllocAligned(static_cast<int>(bytes)));
+            if (!s.buffer) return Fetch::NoMemory;
+            s.bufferWidth = maxWidth_;
+            s.bufferHeight = maxHeight_;
+        }
+        describe(s.header, s.roi, image, s.buffer, s.bufferWidth, s.bufferHeight);
+        s.roi = {coi, 0, 0, bh, bw};
+        s.gathered = true;
+        const bool ok = forEachTile(s, s.mode, [](const Slot& slot, const Buffer& tile,
+                                                  const Buffer& block, int tx, int ty, int dx,
+                                                  int dy, int w, int h) {
+            copyPixels(slot.image, tile, tx, ty, block, dx, dy, w, h);
+        });
+        return ok ? Fetch::Ok : Fetch::Refused;
+    }
+
+    void scatter(Slot& s) {
+        if (!forEachTile(s, VSK_TILE_WRITE,
+                         [](const Slot& slot, const Buffer& tile, const Buffer& block, int tx,
+                            int ty, int dx, int dy, int w, int h) {
+                             copyPixels(slot.image, block, dx, dy, tile, tx, ty, w, h);
+                         },
+                         true))
+            failed_ = true;
+    }
+
+    // Takes each tile the block covers in turn, hands the overlapping part to
+    // `move` (tile position, block position, size) and gives the tile back.
+    // A refused tile ends the run, or is skipped when `goOn` is set; the
+    // result says whether every tile was handed out.
+    template <class Move>
+    static bool forEachTile(const Slot& s, int mode, Move move, bool goOn = false) {
+        const VskImage* image = s.image;
+        const int tw = image->tileInfo->width, th = image->tileInfo->height;
+        const Buffer block = bufferOf(image, s.buffer, s.bufferWidth, s.bufferHeight);
+        bool all = true;
+        for (int r = s.r0; r <= s.r1; ++r) {
+            for (int c = s.c0; c <= s.c1; ++c) {
+                void* data = acquireTile(image, c, r, mode);
+                if (!data) {
+                    all = false;
+                    if (!goOn) return false;
+                    continue;
+                }
+                const int x0 = std::max(s.x, c * tw), x1 = std::min(s.x + s.w, (c + 1) * tw);
+                const int y0 = std::max(s.y, r * th), y1 = std::min(s.y + s.h, (r + 1) * th);
+                move(s, bufferOf(image, static_cast<char*>(data), tw, th), block, x0 - c * tw,
+                     y0 - r * th, x0 - s.x, y0 - s.y, x1 - x0, y1 - y0);
+                releaseTile(image, c, r, data);
+            }
+        }
+        return all;
+    }
+
+    // Gives back the in-place tiles of the first `n` slots.
+    void releaseHeld(int n) {
+        for (int i = 0; i < n; ++i) {
+            Slot& s = slots_[i];
+            if (s.inPlace) releaseTile(s.image, s.c0, s.r0, s.inPlace);
+            s.inPlace = nullptr;
+        }
+    }
+
+    Slot slots_[kMaxSlots];
+    VskImage* headers_[kMaxSlots] = {};
+    int count_;
+    int maxWidth_, maxHeight_;
+    bool failed_ = false;
+};
+
+// Runs one block; reports a refused tile (status -2) or a failed allocation
+// (status -4) at `line` and returns false.
+template <class Body>
+bool runBlock(BlockContext& context, int bx, int by, int bw, int bh, const Site& site, int line,
+              Body& body) {
+    const Fetch f = context.fetch(bx, by, bw, bh);
+    if (f == Fetch::Refused) {
+        report(site, line, kTileFault, VSK_STATUS_UNKNOWN);
+        return false;
+    }
+    if (f == Fetch::NoMemory) {
+        report(site, line, vskErrorText(VSK_STATUS_NO_MEMORY), VSK_STATUS_NO_MEMORY);
+        return false;
+    }
+    body(context.headers(), bh, bw);
+    context.finish();
+    return true;
+}
+
+// Start and length of block `index` along one axis: the first block ends at
+// the reference grid's next tile boundary, the others are whole tiles, the
+// last is cut at the common size.
+bool nextBlock(int& start, int& length, int total, int tile, int offset) {
+    start += length;
+    if (start >= total) return false;
+    length = start == 0 ? tile - offset % tile : tile;
+    length = std::min(length, total - start);
+    return true;
+}
+
+}  // namespace
+
+void runBlocks(const BlockSet& set, const Extent& size, const int* tilePoint, const Site& site,
+               const BlockLines& lines, BlockBody body, void* context) {
+    int ref = -1;
+    for (int i = 0; i < set.count() && ref < 0; ++i)
+        if (set.image(i)->tileInfo) ref = i;
+    if (ref < 0) {
+        VskImage* images[kMaxSlots];
+        for (int i = 0; i < set.count(); ++i) images[i] = set.image(i);
+        body(context, images, size.rows, size.cols);
+        return;
+    }
+    const VskImage* reference = set.image(ref);
+    const int tw = reference->tileInfo->width, th = reference->tileInfo->height;
+    const int ox = roiX(reference), oy = roiY(reference);
+    auto run = [&](VskImage* const* images, int rows, int cols) {
+        body(context, images, rows, cols);
+    };
+    BlockContext blocks(set, std::min(tw, size.cols), std::min(th, size.rows));
+
+    if (tilePoint && ref == 0) {
+        // The destination tile holding the point, in common coordinates.
+        const std::int64_t x0 = std::int64_t{tilePoint[0] / tw} * tw - ox;
+        const std::int64_t y0 = std::int64_t{tilePoint[1] / th} * th - oy;
+        if (x0 >= size.cols || y0 >= size.rows || x0 + tw <= 0 || y0 + th <= 0) return;
+        const int bx = static_cast<int>(std::max<std::int64_t>(x0, 0));
+        const int by = static_cast<int>(std::max<std::int64_t>(y0, 0));
+        const int bw = static_cast<int>(std::min<std::int64_t>(x0 + tw, size.cols)) - bx;
+        const int bh = static_cast<int>(std::min<std::int64_t>(y0 + th, size.rows)) - by;
+        if (!runBlock(blocks, bx, by, bw, bh, site, lines.single, run)) return;
+    } else {
+        for (int by = 0, bh = 0; nextBlock(by, bh, size.rows, th, oy);)
+            for (int bx = 0, bw = 0; nextBlock(bx, bw, size.cols, tw, ox);)
+                if (!runBlock(blocks, bx, by, bw, bh, site, lines.walk, run)) return;
+    }
+    if (blocks.failed()) report(site, lines.release, kTileFault, VSK_STATUS_UNKNOWN);
+}
+
+}  // namespace vsk::alpha
