@@ -334,7 +334,8 @@ std::vector<Command> commands() {
                      Image second = load(a.files[1]);
                      Image dst = duplicate(second.get());
                      const int premul = a.flags.count("premul") ? 1 : 0, divide = a.flags.count("divide") ? 1 : 0;
-                     if (a.options.count("alpha-a") || a.options.count("alpha-b") || !first->alphaChannel) {
+                     if (a.options.count("alpha-a") || a.options.count("alpha-b") || !first->alphaChannel ||
+                         !second->alphaChannel) {
                          const int alphaA = toInt(option(a, "alpha-a", first->alphaChannel ? "-1" : "255"), "alpha");
                          const int alphaB = toInt(option(a, "alpha-b", second->alphaChannel ? "-1" : "255"), "alpha");
                          call("composite", [&] {

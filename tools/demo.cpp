@@ -79,7 +79,7 @@ int demo(const std::string& dir) {
         {"AND with a striped mask", {"and", in("testcard.bmp"), in("stripes.bmp"), in("masked.bmp")}},
         {"Fill the blue channel of a region", {"fill", in("testcard.bmp"), in("fill.bmp"), "--value", "255", "--coi", "1", "--roi", "200,20,100,200"}},
         {"Badge OVER test card", {"composite", in("badge.bmp"), in("testcard.bmp"), in("composite-over.bmp"), "--op", "over"}},
-        {"Badge ATOP test card, constant alphas", {"composite", in("badge.bmp"), in("testcard.bmp"), in("composite-const.bmp"), "--op", "over", "--alpha-a", "96", "--alpha-b", "255"}},
+        {"Badge over test card at constant alpha 96", {"composite", in("badge.bmp"), in("testcard.bmp"), in("composite-const.bmp"), "--op", "over", "--alpha-a", "96", "--alpha-b", "255"}},
         {"Colour to grey", {"gray", in("testcard.bmp"), in("gray.bmp")}},
         {"Grey to colour (sepia fractions)", {"color", in("gray.bmp"), in("sepia.bmp"), "--fractions", "1.0,0.8,0.55"}},
         {"1 bit with jitter", {"dither", in("gray.bmp"), in("dither-1bit.bmp"), "--bits", "1", "--jitter", "6"}},
