@@ -2,6 +2,7 @@
 // per-image check sequence, the compatibility check and the border module's
 // reporting check.
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "core.hpp"
@@ -46,6 +47,8 @@ bool isStaticText(const char* text) { return text == kUnknownText || text == kNo
 
 namespace vsk {
 
+static bool failsImageChecksWithTexts(const VskImage* image, const char* name, const Site& site, int line);
+
 bool reportBadHeader(const VskImage* image, const Site& site, int line) {
     const unsigned mask = vskBadImageHeader(image);
     if (mask == 0) return false;
@@ -56,6 +59,16 @@ bool reportBadHeader(const VskImage* image, const Site& site, int line) {
 }
 
 bool failsImageChecks(const VskImage* image, const char* name, const Site& site, int line) {
+    // The texts are built on the heap; without memory the check still fails.
+    try {
+        return failsImageChecksWithTexts(image, name, site, line);
+    } catch (const std::bad_alloc&) {
+        report(site, line, "Out of memory", VSK_STATUS_NO_MEMORY);
+        return true;
+    }
+}
+
+static bool failsImageChecksWithTexts(const VskImage* image, const char* name, const Site& site, int line) {
     const std::string n = name;
     auto fail = [&](const std::string& text) {
         report(site, line, text.c_str());

@@ -117,3 +117,55 @@ TEST_F(Cli, PaletteWritesIndexedBitmaps) {
         }
     }
 }
+
+TEST_F(Cli, OperationsEndToEnd) {
+    ImagePtr card = load("card.bmp");
+    const int W = card->width, H = card->height;
+    auto at = [](const VskImage* image, int x, int y, int c) {
+        // Bitmaps come back bottom-up: picture row y is memory row H - 1 - y.
+        return get(image, x, image->origin == 1 ? image->height - 1 - y : y, c);
+    };
+    ASSERT_EQ(run({"mirror", path("card.bmp"), path("m.bmp"), "--axis", "1"}), 0) << err;
+    ImagePtr m = load("m.bmp");
+    for (int y = 0; y < H; y += 7)
+        for (int x = 0; x < W; x += 5)
+            for (int c = 0; c < 3; ++c) ASSERT_EQ(at(m.get(), W - 1 - x, y, c), at(card.get(), x, y, c));
+
+    ASSERT_EQ(run({"addS", path("card.bmp"), path("a.bmp"), "--value", "100", "--roi", "10,5,20,10", "--coi", "2"}), 0) << err;
+    ImagePtr a = load("a.bmp");
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x)
+            for (int c = 0; c < 3; ++c) {
+                // Regions count rows from the top of the picture.
+                const bool inside = x >= 10 && x < 30 && y >= 5 && y < 15 && c == 1;
+                const std::int64_t v = at(card.get(), x, y, c);
+                ASSERT_EQ(at(a.get(), x, y, c), inside ? std::min<std::int64_t>(v + 100, 255) : v) << x << "," << y;
+            }
+
+    ASSERT_EQ(run({"zoom", path("card.bmp"), path("z.bmp"), "--x", "3/1", "--y", "2/1", "--interp", "nn"}), 0) << err;
+    ImagePtr z = load("z.bmp");
+    EXPECT_EQ(z->width, 3 * W);
+    EXPECT_EQ(z->height, 2 * H);
+    ASSERT_EQ(run({"decimate", path("card.bmp"), path("d.bmp"), "--x", "1/2", "--y", "1/4"}), 0) << err;
+    ImagePtr d = load("d.bmp");
+    EXPECT_EQ(d->width, W / 2);
+    EXPECT_EQ(d->height, H / 4);
+
+    ASSERT_EQ(run({"gray", path("card.bmp"), path("g.bmp")}), 0) << err;
+    ImagePtr g = load("g.bmp");
+    EXPECT_EQ(g->nChannels, 1);
+    ASSERT_EQ(run({"dither", path("g.bmp"), path("b.bmp")}), 0) << err;
+    ImagePtr b = load("b.bmp");
+    EXPECT_EQ(b->depth, VSK_1U);
+    for (int y = 0; y < H; y += 3)
+        for (int x = 0; x < W; x += 3) ASSERT_EQ(at(b.get(), x, y, 0), at(g.get(), x, y, 0) > 127 ? 1 : 0);
+
+    for (const char* op : {"over", "in", "out", "atop", "xor", "plus"}) {
+        ASSERT_EQ(run({"composite", path("card.bmp"), path("card.bmp"), path("c.bmp"), "--op", op, "--alpha-a", "255",
+                       "--alpha-b", "255"}),
+                  0)
+            << op << ": " << err;
+    }
+    for (const char* cmd : {"blur", "andS", "subS", "copy"})
+        EXPECT_EQ(run({cmd, path("card.bmp"), path("o.bmp"), "--roi", "3,3,20,20"}), 0) << cmd << ": " << err;
+}

@@ -154,6 +154,13 @@ void applyRoi(VskImage* image, const Args& a) {
     if (r[2] <= 0 || r[3] <= 0 || r[0] < 0 || r[1] < 0 || r[0] >= image->width || r[1] >= image->height)
         die("region " + a.options.at("roi") + " does not lie in the " + std::to_string(image->width) + " x " +
             std::to_string(image->height) + " image");
+    // Regions count rows from the top of the picture; a bottom-up image keeps
+    // the picture's top in its last memory row.
+    if (image->origin == 1) {
+        const int bottom = std::min(r[1] + r[3], image->height);
+        r[3] = bottom - r[1];
+        r[1] = image->height - bottom;
+    }
     tvskDeallocate(image, VSK_FREE_ROI);
     image->roi = tvskCreateROI(coi, r[0], r[1], r[3], r[2]);
 }
