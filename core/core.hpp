@@ -21,6 +21,18 @@ inline int depthBits(unsigned depth) { return static_cast<int>(depth & 0x7FFFFFF
 inline int depthBytes(unsigned depth) { return depthBits(depth) >> 3; }
 inline bool isSigned(unsigned depth) { return (depth & VSK_DEPTH_SIGN) != 0; }
 
+// A value widened to a 32-bit word of the depth's samples: 1 bit: all ones
+// if odd; 8 bits: the low byte four times; 16 bits: the low half twice;
+// 32 bits: the value itself. Used for fills, border constants and masks.
+inline std::uint32_t widenToWord(unsigned depth, std::uint32_t value) {
+    switch (depth & 0x7FFFFFFFu) {
+        case 1: return (value & 1u) ? 0xFFFFFFFFu : 0u;
+        case 8: return (value & 0xFFu) * 0x01010101u;
+        case 16: return (value & 0xFFFFu) * 0x00010001u;
+        default: return value;
+    }
+}
+
 // Calls f(T{}) with T the element type of a valid byte-sized depth
 // (uint8_t, int8_t, uint16_t, int16_t, int32_t); returns false for 1-bit or
 // unknown depths. Operations dispatch once per call through this.

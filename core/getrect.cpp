@@ -38,16 +38,6 @@ std::int64_t mapIndex(int mode, std::int64_t i, std::int64_t n) {
     }
 }
 
-// The constant of a side widened to one channel value (1-bit: 0 or 1).
-std::uint32_t widen(unsigned depth, int value) {
-    switch (depth & 0x7FFFFFFFu) {
-        case 1: return value & 1;
-        case 8: return (value & 0xFFu) * 0x01010101u;
-        case 16: return (value & 0xFFFFu) * 0x00010001u;
-        default: return static_cast<std::uint32_t>(value);
-    }
-}
-
 inline bool getBit(const char* row, std::int64_t x) {
     return (static_cast<unsigned char>(row[x >> 3]) >> (7 - (x & 7))) & 1;
 }
@@ -108,8 +98,7 @@ void fillFromView(const VskImage* image, const Layout& L, const View& v, char* b
                 if ((mode & 3) == VSK_BORDER_CONSTANT) {
                     // Constant rows are stored over whole 32-bit words, padding included.
                     const std::uint32_t pattern =
-                        L.bits ? ((image->borderValues[side] & 1) ? 0xFFFFFFFFu : 0u)
-                               : widen(image->depth, image->borderValues[side]);
+                        vsk::widenToWord(image->depth, static_cast<std::uint32_t>(image->borderValues[side]));
                     for (std::int64_t k = 0; k < stride; k += 4) std::memcpy(out + k, &pattern, 4);
                     continue;
                 }
@@ -125,7 +114,8 @@ void fillFromView(const VskImage* image, const Layout& L, const View& v, char* b
             const char* in = v.base ? v.base + p * v.planeStride + (sy - v.y0) * v.stride : nullptr;
             auto outside = [&](std::int64_t from, std::int64_t to, int mode, int s) {
                 if ((mode & 3) == VSK_BORDER_CONSTANT) {
-                    fillRun(L, out, from - x, to - from, widen(image->depth, image->borderValues[s]));
+                    fillRun(L, out, from - x, to - from,
+                            vsk::widenToWord(image->depth, static_cast<std::uint32_t>(image->borderValues[s])));
                     return;
                 }
                 for (std::int64_t xx = from; xx < to; ++xx)

@@ -79,16 +79,6 @@ int wrapDataSize(int dataOrder, int widthStep, int height, int nChannels) {
     return static_cast<std::int32_t>(size);
 }
 
-// The allocation fill pattern: one 32-bit word built from the value by depth.
-std::uint32_t fillPattern(unsigned depth, int value) {
-    switch (depth & 0x7FFFFFFFu) {
-        case 1: return (value & 1) ? 0xFFFFFFFFu : 0u;
-        case 8: return (value & 0xFFu) * 0x01010101u;
-        case 16: return (value & 0xFFFFu) * 0x00010001u;
-        default: return static_cast<std::uint32_t>(value);
-    }
-}
-
 void copyName(char out[4], const char* in) {
     // Up to 4 bytes, stopping at a terminating NUL so that a shorter name is
     // never read past its end; the rest is zero.
@@ -289,7 +279,7 @@ VSK_API void VSK_CALL tvskAllocateImage(VskImage* image, int fillValue) {
     image->widthStep = widthStep;
     image->dataSize = dataSize;
     if (fillValue == -1) return;
-    const std::uint32_t pattern = fillPattern(image->depth, fillValue);
+    const std::uint32_t pattern = vsk::widenToWord(image->depth, static_cast<std::uint32_t>(fillValue));
     char* data = image->imageData;
     const std::size_t words = static_cast<std::size_t>(dataSize) / 4;
     if ((pattern & 0xFF) * 0x01010101u == pattern) {

@@ -17,15 +17,6 @@ const BandWalk kWalk{kSite,
 
 // The constant widened to a 32-bit mask: bit 0 for 1-bit data, the low byte
 // or half-word repeated, or the value itself.
-std::uint32_t widenMask(unsigned depth, std::uint32_t value) {
-    switch (depthBits(depth)) {
-        case 1: return (value & 1u) ? ~0u : 0u;
-        case 8: return (value & 0xFFu) * 0x01010101u;
-        case 16: return (value & 0xFFFFu) * 0x00010001u;
-        default: return value;
-    }
-}
-
 void andKernel(VskImage* const* images, std::uint32_t mask) {
     Region r;
     // A one-channel image without a channel of interest takes part with its
@@ -51,7 +42,7 @@ VSK_API void VSK_CALL tvskAndS(VskImage* srcImage, VskImage* dstImage, unsigned 
                                const int* dstTile) {
     VskImage* images[] = {srcImage, dstImage};
     if (failsOperandChecks(images, 2, kHeaderLines, kSourceChecks, kSite)) return;
-    const std::uint32_t mask = widenMask(dstImage->depth, value);
+    const std::uint32_t mask = widenToWord(dstImage->depth, value);
     runBands(images, 2, dstTile, kWalk, [mask](VskImage* const* im) { andKernel(im, mask); });
 }
 
