@@ -330,7 +330,7 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
                           ((ch == 3 || ch == 4) && (depth == VSK_8U || depth == VSK_16U));
     if (!reader || !writable) return closingFailure(kConvertFrom, 801);
 
-    const int cols = std::max(dib->biWidth, 0);
+    const int cols = std::max<int>(dib->biWidth, 0);
     const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
     const std::uint8_t* first = vsk::dib::pixels(dib);
     const ImageRows out = rowsOf(image);
@@ -429,7 +429,7 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
     };
 
     const Order order = orderOf(source);
-    const int cols = std::min(source->width, dib->biWidth);
+    const int cols = std::min<int>(source->width, dib->biWidth);
     const int rows = source->height;
     std::vector<Pixel> line;
     try {

@@ -290,8 +290,8 @@ TEST(ArithTiles, DestinationTileRestrictsTheCall) {
     Operand d = makeOperand({1, 20, 20, {0, 0, 0, 20, 20}, 8, 8}, VSK_8U, 0, false, 5);
     ImagePtr expected = cloneImage(d.plain.get());
     applyArithModel(ArithOp::Add, s.plain.get(), nullptr, expected.get(), 9);
-    const int far[2] = {7, 7};
-    tvskAddS(s.header(), d.header(), 9, far);
+    const int farTile[2] = {7, 7};
+    tvskAddS(s.header(), d.header(), 9, farTile);
     EXPECT_TRUE(capture.reports().empty());
     EXPECT_EQ(firstDifference(d.plain.get(), expected.get()), "");
 }

@@ -198,7 +198,8 @@ std::vector<Command> commands() {
                      if (!vsk::bmp::readFile(a.files[0], &dib, &error)) die(error);
                      const BITMAPINFOHEADER* h = dib.header();
                      std::printf("%s: %d x %d, %d bits per pixel, %s, %s, %u colour table entries\n", a.files[0].c_str(),
-                                 h->biWidth, h->biHeight < 0 ? -h->biHeight : h->biHeight, h->biBitCount,
+                                 static_cast<int>(h->biWidth),
+                                 static_cast<int>(h->biHeight < 0 ? -h->biHeight : h->biHeight), h->biBitCount,
                                  h->biCompression == BI_BITFIELDS ? "bit fields" : "uncompressed",
                                  h->biHeight < 0 ? "top-down" : "bottom-up", h->biBitCount <= 8 ? dib.tableCount() : 0);
                      Image image(vsk::bmp::imageFromDib(dib, &error));
