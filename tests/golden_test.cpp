@@ -12,21 +12,26 @@
 // (status, name, condition text, file, line), the final status, then every
 // visible sample of the source, the second source and the destination, row by
 // row, pixel by pixel, channel by channel, each value as its depth's bytes
-// little-endian (1-bit: one byte 0 or 1). Row padding and tile parts outside
-// the image are never hashed: operations may leave them undefined.
+// little-endian (1-bit: one byte 0 or 1), and where the sweep asks, each
+// header's colorModel and channelSeq. Row padding and tile parts outside the
+// image are never hashed: operations may leave them undefined.
 //
 // Adding an operation: append one row to kCases with hash 0, the operation
-// applied to (src, src2, dst) as a captureless lambda, and the Sweep of the
-// inputs it serves (the defaults are every depth, 1, 3 and 4 channels, both
-// orders, tiled images included), for example
-//   {"tvskAddS", 0, [](VskImage* s, VskImage*, VskImage* d) { tvskAddS(s, d, 77, nullptr); }},
-//   {"tvskAnd", 0, [](VskImage* a, VskImage* b, VskImage* d) { tvskAnd(a, b, d, nullptr); }},
-//   {"tvskAlphaCompositeC", 0, composite, {.depths = k8U | k16U, .channels = 1u << 4}},
-// then, once the operation's own tests pass, print the actual hashes with
+// applied to (src, src2, dst) as a function or captureless lambda, and the
+// Sweep of the inputs it serves: source depths and channel counts (the
+// defaults are every depth, 1, 3 and 4 channels, both orders, tiled images
+// included), the destination's channel count and depth where they differ
+// from the source's, and whether the colour names of the headers are results
+// too. For example
+//   {"tvskAddS 77", 0, [](VskImage* s, VskImage*, VskImage* d) { tvskAddS(s, d, 77, nullptr); }},
+//   {"tvskColorToGray to 8U", 0, colorToGray, withDstDepth(kToGray, VSK_8U)},
+// Calls that take other inputs (bitmaps) get a custom case that hashes what
+// it computes itself. Once the operation's own tests pass, print the actual
+// hashes with
 //   VSK_GOLDEN_PRINT=1 ./build/tests/vsk_tests --gtest_filter='*Golden*'
-// and paste the one for the new row. Run the m32 and mingw64 presets too: all
-// targets must agree. A hash changes only when some result changes, so
-// regenerate it only for a deliberate change of results and say why in the
+// and paste the one for the new row. Run the asan, m32 and mingw64 presets
+// too: all targets must agree. A hash changes only when some result changes,
+// so regenerate it only for a deliberate change of results and say why in the
 // commit. Calls whose results depend on the C runtime (rand(), which the
 // jitter uses) differ between Linux and Windows: keep them out of this table.
 #include <gtest/gtest.h>
@@ -35,6 +40,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <iterator>
 #include <memory>
@@ -109,8 +115,10 @@ struct Sweep {
     unsigned depths = kEveryDepth;                       // k1U ... k32S
     unsigned channels = 1u << 1 | 1u << 3 | 1u << 4;     // bit n: n-channel sources
     int dstChannels = 0;                                 // 0: as many as the source
+    unsigned dstDepth = 0;                               // 0: the source's depth
     bool planeOrder = true;                              // plane order as well as pixel order
     bool tiled = true;                                   // tiled sources and destinations too
+    bool names = false;                                  // hash colorModel and channelSeq too
 };
 
 struct Shape {
@@ -190,6 +198,7 @@ void forEachRun(const Sweep& sweep,
     for (const Shape& shape : shapesOf(sweep)) {
         Shape dstShape = shape;
         if (sweep.dstChannels) dstShape.channels = sweep.dstChannels;
+        if (sweep.dstDepth) dstShape.depth = sweep.dstDepth;
         for (int r = 0; r < static_cast<int>(std::size(kRois)); ++r) {
             const int align = r % 2 ? 8 : 4;
             for (int storage : {kBuffered, kTiledSources, kTiledDestination}) {
@@ -230,9 +239,13 @@ std::uint64_t runCase(const GoldenCase& c) {
         capture.clear();
         c.apply(src.get(), src2.get(), dst.get());
         hashReports(h, capture.reports());
-        src.hash(h);
-        src2.hash(h);
-        dst.hash(h);
+        for (const Picture* p : {&src, &src2, &dst}) {
+            p->hash(h);
+            if (c.sweep.names) {
+                h.bytes(p->get()->colorModel, 4);
+                h.bytes(p->get()->channelSeq, 4);
+            }
+        }
     });
     return h.value();
 }
@@ -355,11 +368,472 @@ void imageChecks(VskImage* src, VskImage* src2, VskImage* dst) {
     vskCheckCompatible(src, dst, site.func, site.file, 4);
 }
 
+// ---- device-independent bitmaps ----------------------------------------------
+
+// Writes a name into a four-letter header field, padding it with zero bytes.
+void setName(char (&field)[4], const char* text) {
+    for (char& c : field) c = *text ? *text++ : '\0';
+}
+void setNames(VskImage* image, const char* model, const char* seq) {
+    setName(image->colorModel, model);
+    setName(image->channelSeq, seq);
+}
+
+enum TableKind { kRandomTable, kGreyRamp };
+
+// What a test DIB holds besides its seeded random pixels.
+struct DibKind {
+    int bits;
+    unsigned compression;
+    std::uint32_t colorsUsed;
+    TableKind table;
+    std::uint32_t masks[3];
+    int planes = 1;
+};
+
+const DibKind kDibKinds[] = {
+    {1, BI_RGB, 0, kRandomTable, {}},
+    {1, BI_RGB, 0, kGreyRamp, {}},
+    {4, BI_RGB, 0, kRandomTable, {}},
+    {4, BI_RGB, 0, kGreyRamp, {}},
+    {4, BI_RGB, 5, kRandomTable, {}},  // indexes past the table
+    {8, BI_RGB, 0, kRandomTable, {}},
+    {8, BI_RGB, 16, kGreyRamp, {}},  // wrapped as raw indexes
+    {8, BI_RGB, 0, kGreyRamp, {}},
+    {16, BI_RGB, 0, kRandomTable, {}},
+    {16, BI_BITFIELDS, 0, kRandomTable, {0xF800, 0x07E0, 0x001F}},
+    {16, BI_BITFIELDS, 0, kRandomTable, {0x0F00, 0x00F0, 0x000F}},
+    {24, BI_RGB, 7, kRandomTable, {}},  // the colour count plays no part
+    {32, BI_RGB, 0, kRandomTable, {}},
+    {32, BI_BITFIELDS, 0, kRandomTable, {0x3FF00000, 0x000FFC00, 0x000003FF}},
+    {32, BI_BITFIELDS, 0, kRandomTable, {0x0000FF00, 0x00FF0000, 0xFF000000}},
+};
+
+// DIBs with a fault that some or all of the operations refuse.
+const DibKind kFaultyDibs[] = {
+    {8, BI_RGB, 0, kRandomTable, {}, 2},
+    {8, 1, 0, kRandomTable, {}},  // run-length compression
+    {2, BI_RGB, 0, kRandomTable, {}},
+    {8, BI_RGB, 1, kRandomTable, {}},  // one-entry table
+    {16, BI_BITFIELDS, 0, kRandomTable, {0xF800, 0, 0x001F}},
+};
+
+// A DIB in one buffer: header, colour table or masks, pixel rows of
+// `width` x |height| pixels. Everything after the header starts as seeded
+// random bytes.
+class Dib {
+public:
+    Dib(const DibKind& kind, int width, int height, std::uint32_t seed) {
+        BITMAPINFOHEADER header{};
+        header.biSize = sizeof(BITMAPINFOHEADER);
+        header.biWidth = width;
+        header.biHeight = height;
+        header.biPlanes = static_cast<std::uint16_t>(kind.planes);
+        header.biBitCount = static_cast<std::uint16_t>(kind.bits);
+        header.biCompression = kind.compression;
+        header.biClrUsed = kind.colorsUsed;
+        std::size_t entries = 0;
+        if (kind.bits <= 8)
+            entries = kind.colorsUsed ? kind.colorsUsed : 1u << kind.bits;
+        else if (kind.compression == BI_BITFIELDS)
+            entries = 3;
+        const std::size_t rowBytes = (static_cast<std::size_t>(width) * kind.bits + 31) / 32 * 4;
+        size_ = sizeof header + 4 * entries + rowBytes * static_cast<std::size_t>(std::abs(height));
+        words_.resize((size_ + 3) / 4);
+        std::uint32_t s = seed * 2654435761u + 1;
+        auto* bytes = reinterpret_cast<std::uint8_t*>(words_.data());
+        for (std::size_t i = 0; i < size_; ++i) {
+            s = s * 1664525u + 1013904223u;
+            bytes[i] = static_cast<std::uint8_t>(s >> 24);
+        }
+        std::memcpy(bytes, &header, sizeof header);
+        std::uint8_t* table = bytes + sizeof header;
+        if (kind.table == kGreyRamp)
+            for (std::size_t i = 0; i < entries; ++i) {
+                const auto g = static_cast<std::uint8_t>(255 * i / (entries - 1));
+                const std::uint8_t entry[4] = {g, g, g, 0};
+                std::memcpy(table + 4 * i, entry, 4);
+            }
+        if (kind.compression == BI_BITFIELDS) std::memcpy(table, kind.masks, sizeof kind.masks);
+    }
+    BITMAPINFOHEADER* get() { return reinterpret_cast<BITMAPINFOHEADER*>(words_.data()); }
+    const char* start() const { return reinterpret_cast<const char*>(words_.data()); }
+    void hash(Fnv1a& h) const { h.bytes(words_.data(), size_); }
+
+private:
+    std::vector<std::uint32_t> words_;
+    std::size_t size_ = 0;
+};
+
+void hashImage(Fnv1a& h, const VskImage* image) {
+    for (int v : {image->nChannels, image->alphaChannel, static_cast<int>(image->depth),
+                  image->dataOrder, image->origin, image->align, image->height, image->width,
+                  image->widthStep, image->dataSize})
+        h.number(v);
+    h.bytes(image->colorModel, 4);
+    h.bytes(image->channelSeq, 4);
+    hashSamples(h, image, image->width, image->height,
+                [image](int x, int y, int c) { return vsktest::get(image, x, y, c); });
+}
+
+constexpr int kDibWidth = 13, kDibHeight = 7;
+
+// Wrapping or converting DIBs of every kind, bottom-up and top-down, into new
+// images, and the refused ones.
+void hashTranslateDib(Fnv1a& h) {
+    ErrorCapture capture;
+    std::uint32_t seed = 3000;
+    auto translate = [&](const BITMAPINFOHEADER* dib, const char* start) {
+        capture.clear();
+        int clone = -1;
+        VskImage* image = tvskTranslateDIB(dib, &clone);
+        hashReports(h, capture.reports());
+        h.number(clone);
+        h.number(image != nullptr, 1);
+        if (!image) return;
+        hashImage(h, image);
+        h.number(clone == 1 ? image->imageData - start : -1);
+        tvskDeallocate(image, clone == 1 ? VSK_FREE_HEADER : VSK_FREE_HEADER | VSK_FREE_DATA);
+    };
+    for (const DibKind& kind : kDibKinds)
+        for (int height : {kDibHeight, -kDibHeight}) {
+            Dib dib(kind, kDibWidth, height, seed++);
+            translate(dib.get(), dib.start());
+        }
+    for (const DibKind& kind : kFaultyDibs) {
+        Dib dib(kind, kDibWidth, kDibHeight, seed++);
+        translate(dib.get(), dib.start());
+    }
+    translate(nullptr, nullptr);
+    capture.clear();
+    Dib dib(kDibKinds[0], kDibWidth, kDibHeight, seed++);
+    h.number(tvskTranslateDIB(dib.get(), nullptr) != nullptr, 1);
+    hashReports(h, capture.reports());
+}
+
+// Image layouts a DIB is converted from or to: those served and a few that
+// are not.
+struct DibImage {
+    int channels;
+    unsigned depth;
+    const char* seq;
+};
+const DibImage kBgr8{3, VSK_8U, "BGR"};
+const DibImage kDibImages[] = {
+    {1, VSK_1U, "GRAY"}, {1, VSK_8U, "G"},    {1, VSK_16U, "GRAY"}, {3, VSK_8U, "BGR"},
+    {3, VSK_8U, "RGB"},  {3, VSK_16U, "BGR"}, {4, VSK_8U, "BGRA"},  {4, VSK_16U, "RGBA"},
+    {3, VSK_8S, "BGR"},  {3, VSK_8U, "GRB"},  {2, VSK_8U, "GRAY"},
+};
+
+ImagePtr dibImage(const DibImage& layout, int order, int origin, int width, int height,
+                  std::uint32_t seed) {
+    ImagePtr image = makeImage(layout.channels, layout.depth, order, height, width, 0,
+                               order ? 8 : 4, layout.channels >= 3 ? "RGB" : "GRAY", "");
+    setName(image->channelSeq, layout.seq);
+    if (layout.channels == 4) image->alphaChannel = 4;
+    image->origin = origin;
+    fillRandom(image.get(), seed);
+    return image;
+}
+
+// Converting DIBs of every kind into larger, equal and too small images of
+// every layout, both orders and origins.
+void hashConvertFromDib(Fnv1a& h) {
+    ErrorCapture capture;
+    std::uint32_t seed = 4000;
+    for (const DibKind& kind : kDibKinds)
+        for (int height : {kDibHeight, -kDibHeight}) {
+            Dib dib(kind, kDibWidth, height, seed++);
+            for (const DibImage& layout : kDibImages)
+                for (int order : {0, 1})
+                    for (int origin : {0, 1}) {
+                        ImagePtr image =
+                            dibImage(layout, order, origin, kDibWidth + 2, kDibHeight + 2, seed++);
+                        capture.clear();
+                        tvskConvertFromDIB(dib.get(), image.get());
+                        hashReports(h, capture.reports());
+                        hashImage(h, image.get());
+                    }
+        }
+    for (const DibKind& kind : kFaultyDibs) {
+        Dib dib(kind, kDibWidth, kDibHeight, seed++);
+        ImagePtr image = dibImage(kBgr8, 0, 0, kDibWidth, kDibHeight, seed++);
+        capture.clear();
+        tvskConvertFromDIB(dib.get(), image.get());
+        hashReports(h, capture.reports());
+        hashImage(h, image.get());
+    }
+    // Images too small for the bitmap, and no bitmap.
+    Dib dib({24, BI_RGB, 0, kRandomTable, {}}, kDibWidth, kDibHeight, seed++);
+    for (int width : {kDibWidth, kDibWidth - 1}) {
+        ImagePtr image = dibImage(kBgr8, 0, 0, width, kDibHeight - 1, seed++);
+        capture.clear();
+        tvskConvertFromDIB(dib.get(), image.get());
+        tvskConvertFromDIB(nullptr, image.get());
+        hashReports(h, capture.reports());
+        hashImage(h, image.get());
+    }
+}
+
+// Writing images of every layout into DIBs of every bit count with the
+// caller's, the fixed and the median-cut colour tables; 16-bit images also
+// through the 8-bit Stucki copy, with and without an error pending.
+void hashConvertToDib(Fnv1a& h) {
+    struct Target {
+        DibKind kind;
+        int palette;
+    };
+    std::vector<Target> targets;
+    for (int bits : {1, 4, 8})
+        for (int palette : {0, 1, 2})
+            targets.push_back({{bits, BI_RGB, 0, kRandomTable, {}}, palette});
+    targets.push_back({{8, BI_RGB, 100, kRandomTable, {}}, 1});  // no fixed table of 100
+    for (const DibKind& kind : kDibKinds)
+        if (kind.bits > 8) targets.push_back({kind, 0});
+
+    ErrorCapture capture;
+    std::uint32_t seed = 5000;
+    auto convert = [&](VskImage* image, const Target& t, int width, int height, int dither,
+                       bool pending) {
+        Dib dib(t.kind, width, height, seed++);
+        capture.clear();
+        if (pending) vskSetErrStatus(VSK_STATUS_BAD_ARG);
+        tvskConvertToDIB(image, dib.get(), dither, t.palette);
+        hashReports(h, capture.reports());
+        dib.hash(h);  // the whole bitmap: the export leaves row padding alone
+    };
+    for (const DibImage& layout : kDibImages)
+        for (int order : {0, 1})
+            for (int origin : {0, 1}) {
+                ImagePtr image = dibImage(layout, order, origin, kDibWidth, kDibHeight, seed++);
+                for (const Target& t : targets) {
+                    convert(image.get(), t, kDibWidth, kDibHeight, 1, false);
+                    if (layout.depth != VSK_16U) continue;
+                    convert(image.get(), t, kDibWidth, kDibHeight, 8, false);
+                    convert(image.get(), t, kDibWidth, kDibHeight, 8, true);
+                }
+            }
+    // Median cuts over more colours than a table holds.
+    for (const DibImage& layout :
+         {kBgr8, DibImage{1, VSK_16U, "GRAY"}, DibImage{4, VSK_16U, "RGBA"}}) {
+        ImagePtr image = dibImage(layout, 1, 1, 40, 30, seed++);
+        for (int bits : {4, 8})
+            convert(image.get(), {{bits, BI_RGB, 0, kRandomTable, {}}, 2}, 40, 30, 1, false);
+    }
+    // Refused arguments: a top-down DIB, another size, dither and table choices.
+    ImagePtr image = dibImage(kBgr8, 0, 0, kDibWidth, kDibHeight, seed++);
+    const Target eight{{8, BI_RGB, 0, kRandomTable, {}}, 1};
+    convert(image.get(), eight, kDibWidth, -kDibHeight, 1, false);
+    convert(image.get(), eight, kDibWidth + 1, kDibHeight, 1, false);
+    convert(image.get(), eight, kDibWidth, kDibHeight, 3, false);
+    convert(image.get(), {eight.kind, 3}, kDibWidth, kDibHeight, 1, false);
+    for (const DibKind& kind : kFaultyDibs)
+        convert(image.get(), {kind, 1}, kDibWidth, kDibHeight, 1, false);
+}
+
+// ---- the table -----------------------------------------------------------------
+
+// Operations with their arguments fixed, for the rows below.
+template <int Axis>
+void mirror(VskImage* s, VskImage*, VskImage* d) {
+    tvskMirror(s, d, Axis, nullptr);
+}
+template <int Axis>
+void mirrorInPlace(VskImage* s, VskImage*, VskImage*) {
+    tvskMirror(s, s, Axis, nullptr);
+}
+template <int XU, int XL, int YU, int YL, int Interpolate>
+void zoom(VskImage* s, VskImage*, VskImage* d) {
+    tvskZoom(s, d, XU, XL, YU, YL, Interpolate, nullptr);
+}
+template <int XU, int XL, int YU, int YL, int Interpolate>
+void decimate(VskImage* s, VskImage*, VskImage* d) {
+    tvskDecimate(s, d, XU, XL, YU, YL, Interpolate, nullptr);
+}
+// A blur whose source has the same border mode on every side.
+template <int Rows, int Cols, int AnchorX, int AnchorY, int Border>
+void blur(VskImage* s, VskImage*, VskImage* d) {
+    vskSetBorderMode(s, Border, 15, 0);
+    tvskBlur(s, d, Rows, Cols, AnchorX, AnchorY, nullptr);
+}
+void colorToGray(VskImage* s, VskImage*, VskImage* d) { tvskColorToGray(s, d, nullptr); }
+// Without jitter: it draws from the C library's rand(), which differs
+// between runtimes.
+template <int Dither, int Levels>
+void reduceBits(VskImage* s, VskImage*, VskImage* d) {
+    vskReduceBits(s, d, 0, Dither, Levels, nullptr);
+}
+
+constexpr unsigned kZoomDepths = k1U | k8U | k16U;
+constexpr unsigned kBlurDepths = kEveryDepth & ~k1U;
+constexpr unsigned kHueDepths = k8U | k16U | k32S;
+constexpr unsigned kColourChannels = 1u << 3 | 1u << 4;
+constexpr Sweep kToGray{.depths = kHueDepths, .channels = kColourChannels, .dstChannels = 1};
+constexpr Sweep kTo8U{.depths = k16U | k32S, .dstDepth = VSK_8U};
+constexpr Sweep kTo16U{.depths = k32S, .dstDepth = VSK_16U};
+constexpr Sweep kHue{.depths = kHueDepths, .channels = kColourChannels, .names = true};
+
+Sweep withDstDepth(Sweep sweep, unsigned depth) {
+    sweep.dstDepth = depth;
+    return sweep;
+}
+
 const GoldenCase kCases[] = {
     {"records", 0xff3c2e49749756ae, nullptr, {}, hashRecords},
     {"allocation fill", 0x8e65c599cca5e061, nullptr, {}, hashAllocationFill},
     {"vskGetRect", 0xc4cc85345861ef90, nullptr, {}, hashGetRect},
     {"image checks", 0x4ed4d8a3c5ee8efd, imageChecks},
+
+    // Copy, exchange and fill.
+    {"tvskCopy", 0x73f9665a219c3bd4,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskCopy(s, d, nullptr); }},
+    {"vskExchange", 0x72e4672615586239,
+     [](VskImage* s, VskImage*, VskImage* d) { vskExchange(s, d, nullptr); }},
+    {"tvskSet 200", 0x73d547c86c106706,
+     [](VskImage*, VskImage*, VskImage* d) { tvskSet(d, 200, nullptr); }},
+    {"tvskSet -70000", 0xd4de49272d5e8d9e,
+     [](VskImage*, VskImage*, VskImage* d) { tvskSet(d, -70000, nullptr); }},
+
+    // Arithmetic and logic: odd and even constants (the 1-bit rules differ).
+    {"tvskAddS 77", 0x02683385b8415dbb,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskAddS(s, d, 77, nullptr); }},
+    {"tvskAddS -100000", 0x6d3ede307db0e2ba,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskAddS(s, d, -100000, nullptr); }},
+    {"tvskSubtractS 300", 0xa5584e6074dd0425,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskSubtractS(s, d, 300, 0, nullptr); }},
+    {"tvskSubtractS reversed 300", 0x8034a08c617e087b,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskSubtractS(s, d, 300, 1, nullptr); }},
+    {"tvskSubtractS reversed 2000000001", 0x4a8b46233d72a534,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskSubtractS(s, d, 2000000001, 1, nullptr); }},
+    {"tvskAndS", 0x52dc106acc507687,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskAndS(s, d, 0xF0F0A5C3u, nullptr); }},
+    {"tvskAnd", 0x019f7fc744596295,
+     [](VskImage* a, VskImage* b, VskImage* d) { tvskAnd(a, b, d, nullptr); }},
+
+    // Compositing: the rows of tvskAlphaComposite, tvskAlphaCompositeC,
+    // vskPreMultiplyAlpha, vskMultiplyScale and vskMultiplySScale go here.
+
+    // Mirror about each axis, into another image and in place.
+    {"tvskMirror axis 0", 0xa453d2e377498679, mirror<0>},
+    {"tvskMirror axis 1", 0x2a93b419c8ccef91, mirror<1>},
+    {"tvskMirror axis -1", 0xa3dd312acbd4d2db, mirror<-1>},
+    {"tvskMirror in place axis 0", 0x27a5217cd8756d5b, mirrorInPlace<0>},
+    {"tvskMirror in place axis 1", 0xe502b4b37d6a59b7, mirrorInPlace<1>},
+    {"tvskMirror in place axis -1", 0x9a66771e8ca17691, mirrorInPlace<-1>},
+
+    // Zoom: 1-bit sources fall back to nearest neighbour, signed depths are
+    // passed over.
+    {"tvskZoom nearest", 0xef726a8f8b404e04, zoom<3, 2, 2, 1, VSK_INTER_NN>,
+     {.depths = kZoomDepths | k8S}},
+    {"tvskZoom linear", 0x9b74d338a6a280e6, zoom<5, 3, 7, 4, VSK_INTER_LINEAR>,
+     {.depths = kZoomDepths}},
+    {"tvskZoom cubic", 0x22ee52bcf2cb5b9e, zoom<2, 1, 3, 2, VSK_INTER_CUBIC>,
+     {.depths = kZoomDepths}},
+
+    // Decimate: integral factors, non-integral ones, and one of each.
+    {"tvskDecimate nearest integral", 0xf4cf4fbf896d33d2,
+     decimate<1, 2, 1, 3, VSK_INTER_NN>, {.depths = kZoomDepths | k16S}},
+    {"tvskDecimate nearest", 0x21a895a48d8b2d37, decimate<2, 3, 3, 4, VSK_INTER_NN>,
+     {.depths = kZoomDepths}},
+    {"tvskDecimate linear", 0xe6f2b8113514c012, decimate<2, 3, 3, 5, VSK_INTER_LINEAR>,
+     {.depths = kZoomDepths}},
+    {"tvskDecimate linear across", 0x58ed44b311b3651d,
+     decimate<3, 4, 1, 2, VSK_INTER_LINEAR>, {.depths = kZoomDepths}},
+    {"tvskDecimate cubic", 0x2c15f6c8b380d3fa, decimate<3, 4, 2, 3, VSK_INTER_CUBIC>,
+     {.depths = kZoomDepths}},
+    {"tvskDecimate cubic down", 0x8bafbd927b0f3903,
+     decimate<1, 3, 3, 5, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
+
+    // Blur: box sizes, anchors inside and outside the box, each border mode,
+    // a 1 x 1 box and an empty one.
+    {"tvskBlur 3x3 centred", 0xa6a828b63f1e55bc, blur<3, 3, 1, 1, VSK_BORDER_CONSTANT>,
+     {.depths = kBlurDepths}},
+    {"tvskBlur 5x5 replicate", 0x6681224271093cfb,
+     blur<5, 5, 0, 0, VSK_BORDER_REPLICATE>, {.depths = kBlurDepths}},
+    {"tvskBlur 1x4 reflect", 0x914c77f18d143665, blur<1, 4, 3, 0, VSK_BORDER_REFLECT>,
+     {.depths = kBlurDepths}},
+    {"tvskBlur 4x2 wrap, anchor outside", 0x4af664c51799a637,
+     blur<4, 2, 2, 5, VSK_BORDER_WRAP>, {.depths = kBlurDepths}},
+    {"tvskBlur 2x3 constant, 1x1, empty", 0xb65a2c8397f7dc3a,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         vskSetBorderMode(s, VSK_BORDER_CONSTANT, 15, 99);
+         tvskBlur(s, d, 2, 3, 1, 0, nullptr);
+         tvskBlur(d, s, 1, 1, 0, 1, nullptr);
+         tvskBlur(s, s, 0, 3, 0, 0, nullptr);
+     },
+     {.depths = kBlurDepths}},
+
+    // Colour and grey.
+    {"tvskColorToGray to 8U", 0x8f40ead1074c09c3, colorToGray,
+     withDstDepth(kToGray, VSK_8U)},
+    {"tvskColorToGray to 16U", 0xbfa2448570e29970, colorToGray,
+     withDstDepth(kToGray, VSK_16U)},
+    {"tvskColorToGray to 1U, red first", 0xf46eaa5e02f2bc28,
+     [](VskImage* s, VskImage* s2, VskImage* d) {
+         setName(s->channelSeq, "RGB");
+         colorToGray(s, s2, d);
+     },
+     withDstDepth(kToGray, VSK_1U)},
+    {"tvskGrayToColor default fractions", 0xc73d3ab77806df1e,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskGrayToColor(s, d, 0, 0, 0, nullptr); },
+     {.depths = kHueDepths, .channels = 1u << 1, .dstChannels = 3}},
+    {"tvskGrayToColor given fractions", 0xafa751656fa5f231,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         tvskGrayToColor(s, d, 0.3f, 0.59f, 0.11f, nullptr);
+     },
+     {.depths = kHueDepths, .channels = 1u << 1, .dstChannels = 4}},
+    {"tvskGrayToColor from 1U", 0x7702bb1391f70a73,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         tvskGrayToColor(s, d, 0.75f, 0.5f, 0.25f, nullptr);
+     },
+     {.depths = k1U, .channels = 1u << 1, .dstChannels = 3, .dstDepth = VSK_8U}},
+
+    // Bit reduction, plain and with each dither (levels beyond the depth
+    // and below 0 are clamped).
+    {"vskReduceBits to 16U", 0x0f25fbe94c67f0dd, reduceBits<1, 0>, kTo16U},
+    {"vskReduceBits to 8U", 0x92124b16d93e2753, reduceBits<1, 0>, kTo8U},
+    {"vskReduceBits to 1U", 0xccf88c4273facb47, reduceBits<1, 0>,
+     {.depths = k8U, .channels = 1u << 1 | 1u << 3, .dstChannels = 1, .dstDepth = VSK_1U}},
+    {"vskReduceBits to 8U Floyd-Steinberg", 0xb226e386e5412972,
+     reduceBits<2, 2>, kTo8U},
+    {"vskReduceBits to 8U Jarvis-Judice-Ninke", 0xccfa4645a4759d52,
+     reduceBits<4, 3>, kTo8U},
+    {"vskReduceBits to 8U Stucki", 0xeda0d3b49f6c94d7, reduceBits<8, 1>, kTo8U},
+    {"vskReduceBits to 8U ordered", 0x490f177e4395b41e, reduceBits<16, 20>, kTo8U},
+    {"vskReduceBits to 16U Floyd-Steinberg", 0x6a86e16cebab7e91,
+     reduceBits<2, 5>, kTo16U},
+    {"vskReduceBits to 16U Jarvis-Judice-Ninke", 0x06fca6d1b85bf1e5,
+     reduceBits<4, -3>, kTo16U},
+    {"vskReduceBits to 16U Stucki", 0x0a21acc872cd7792, reduceBits<8, 7>, kTo16U},
+    {"vskReduceBits to 16U ordered", 0x0efed888be2543e9, reduceBits<16, 2>,
+     kTo16U},
+
+    // HSV and HLS, both ways; the conversions rename the destination.
+    {"vskRGB2HSV", 0x1c6da227e72e29e4,
+     [](VskImage* s, VskImage*, VskImage* d) { vskRGB2HSV(s, d, nullptr); }, kHue},
+    {"vskHSV2RGB", 0xcdc4eaf3d7075f1b,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         setNames(s, "HSV", "HSVA");
+         vskHSV2RGB(s, d, nullptr);
+     },
+     kHue},
+    {"vskRGB2HLS red first", 0x500ab1d2b9959cf9,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         setName(s->channelSeq, "RGBA");
+         vskRGB2HLS(s, d, nullptr);
+     },
+     kHue},
+    {"vskHLS2RGB", 0xe8a4b819ec6dfff5,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         setNames(s, "HLS", "HLSA");
+         vskHLS2RGB(s, d, nullptr);
+     },
+     kHue},
+
+    // Device-independent bitmaps.
+    {"tvskTranslateDIB", 0xead71ac86f657fdd, nullptr, {}, hashTranslateDib},
+    {"tvskConvertFromDIB", 0xe55f42183adff365, nullptr, {}, hashConvertFromDib},
+    {"tvskConvertToDIB", 0xdfe2bc7c26f9d9ba, nullptr, {}, hashConvertToDib},
 };
 
 void PrintTo(const GoldenCase& c, std::ostream* os) { *os << c.name; }
