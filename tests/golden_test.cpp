@@ -42,6 +42,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -634,6 +635,22 @@ void hashConvertToDib(Fnv1a& h) {
 // ---- the table -----------------------------------------------------------------
 
 // Operations with their arguments fixed, for the rows below.
+// Compositing: the last channel of every image carries its alpha.
+void alphaLast(std::initializer_list<VskImage*> images) {
+    for (VskImage* i : images) i->alphaChannel = i->nChannels;
+}
+template <int Op, int Premul, int Divide>
+void composite(VskImage* a, VskImage* b, VskImage* d) {
+    alphaLast({a, b, d});
+    tvskAlphaComposite(a, b, d, Op, nullptr, nullptr, nullptr, Premul, Divide, nullptr);
+}
+template <int Op, int Premul, int Divide>
+void compositeC(VskImage* a, VskImage* b, VskImage* d) {
+    tvskAlphaCompositeC(a, b, d, Op, 200, 300, Premul, Divide, nullptr);
+}
+constexpr Sweep kAlphaSweep{.depths = k8U | k16U, .channels = 1u << 4};
+constexpr Sweep kAlphaSweepC{.depths = k8U | k16U, .channels = 1u << 3 | 1u << 4};
+
 template <int Axis>
 void mirror(VskImage* s, VskImage*, VskImage* d) {
     tvskMirror(s, d, Axis, nullptr);
@@ -710,8 +727,33 @@ const GoldenCase kCases[] = {
     {"tvskAnd", 0x019f7fc744596295,
      [](VskImage* a, VskImage* b, VskImage* d) { tvskAnd(a, b, d, nullptr); }},
 
-    // Compositing: the rows of tvskAlphaComposite, tvskAlphaCompositeC,
-    // vskPreMultiplyAlpha, vskMultiplyScale and vskMultiplySScale go here.
+    // Compositing: every operator, straight and premultiplied, with and
+    // without division by the result alpha; constant alphas; premultiplying
+    // and scaled multiplies.
+    {"tvskAlphaComposite over", 0x1b974730834f2c6c, composite<0, 0, 0>, kAlphaSweep},
+    {"tvskAlphaComposite in", 0x9ac65081bb79d0a8, composite<1, 0, 0>, kAlphaSweep},
+    {"tvskAlphaComposite out", 0xc43edcf1dac75626, composite<2, 0, 0>, kAlphaSweep},
+    {"tvskAlphaComposite atop", 0x866948bd7d9ea8a1, composite<3, 0, 0>, kAlphaSweep},
+    {"tvskAlphaComposite xor", 0x4539ba950d6476e9, composite<4, 0, 0>, kAlphaSweep},
+    {"tvskAlphaComposite plus", 0xc0173652c2e6989c, composite<5, 0, 0>, kAlphaSweep},
+    {"tvskAlphaComposite over premultiplied", 0xbdf5e4f4c1ef8afc, composite<0, 1, 0>, kAlphaSweep},
+    {"tvskAlphaComposite xor premultiplied", 0x32c1f249a4dbce21, composite<4, 1, 0>, kAlphaSweep},
+    {"tvskAlphaComposite over divided", 0x3835ed3db319ead0, composite<0, 0, 1>, kAlphaSweep},
+    {"tvskAlphaComposite atop premultiplied divided", 0xa91dd09200b9ed40, composite<3, 1, 1>, kAlphaSweep},
+    {"tvskAlphaCompositeC over", 0x35f7021b08e794d7, compositeC<0, 0, 0>, kAlphaSweepC},
+    {"tvskAlphaCompositeC plus premultiplied divided", 0x4973f92c90f9273c, compositeC<5, 1, 1>, kAlphaSweepC},
+    {"vskPreMultiplyAlpha own alpha", 0x185ca2b672bcce8a,
+     [](VskImage* s, VskImage*, VskImage*) {
+         alphaLast({s});
+         vskPreMultiplyAlpha(s, -1, nullptr);
+     },
+     kAlphaSweep},
+    {"vskPreMultiplyAlpha 77", 0x882bc1726caf5efe, [](VskImage* s, VskImage*, VskImage*) { vskPreMultiplyAlpha(s, 77, nullptr); },
+     kAlphaSweepC},
+    {"vskMultiplyScale", 0x54c1b1925639daf5, [](VskImage* a, VskImage* b, VskImage* d) { vskMultiplyScale(a, b, d, nullptr); },
+     kAlphaSweepC},
+    {"vskMultiplySScale 150", 0x060d41fbecfde83d,
+     [](VskImage* s, VskImage*, VskImage* d) { vskMultiplySScale(s, d, 150, nullptr); }, kAlphaSweepC},
 
     // Mirror about each axis, into another image and in place.
     {"tvskMirror axis 0", 0xa453d2e377498679, mirror<0>},
