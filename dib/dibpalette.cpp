@@ -44,6 +44,26 @@ void medianSplit(int low, int high, std::int64_t count, Weight weight, int* spli
     *lower = s;
 }
 
+// The passes of a median cut: each pass splits once every box that existed
+// when it began and is not closed (state 255), in index order, until there
+// are maxColors boxes. `split` turns a box into its lower part (kept in
+// place) and returns the upper part (appended). A pass that splits nothing
+// ends the cut, and the table stays shorter.
+template <class Box, class Split>
+void medianCutPasses(std::vector<Box>& boxes, int maxColors, Split split) {
+    while (static_cast<int>(boxes.size()) < maxColors) {
+        const std::size_t existing = boxes.size();
+        bool any = false;
+        for (std::size_t i = 0; i < existing && static_cast<int>(boxes.size()) < maxColors; ++i) {
+            if (boxes[i].state == 255) continue;
+            Box upper = split(boxes[i]);
+            boxes.push_back(upper);
+            any = true;
+        }
+        if (!any) break;
+    }
+}
+
 bool medcutGrey(BITMAPINFOHEADER* dib, const std::vector<std::int64_t>& hist, int maxColors,
                 std::int64_t total) {
     int distinct = 0;
@@ -61,32 +81,24 @@ bool medcutGrey(BITMAPINFOHEADER* dib, const std::vector<std::int64_t>& hist, in
     while (!hist[first]) ++first;
     while (!hist[last]) --last;
     boxes.push_back({0, first, last, total});
-    while (static_cast<int>(boxes.size()) < maxColors) {
-        const std::size_t existing = boxes.size();
-        bool split = false;
-        for (std::size_t i = 0; i < existing && static_cast<int>(boxes.size()) < maxColors; ++i) {
-            if (boxes[i].state == 255) continue;
-            Box1 old = boxes[i];
-            int at = 0;
-            std::int64_t lower = 0;
-            medianSplit(old.low, old.high, old.count, [&](int k) { return hist[k]; }, &at, &lower);
-            Box1 upper{0, at + 1, old.high, old.count - lower};
-            old.high = at;
-            old.count = lower;
-            while (old.high > old.low && !hist[old.high]) --old.high;
-            while (upper.low < upper.high && !hist[upper.low]) ++upper.low;
-            if (upper.high > upper.low) {
-                upper.state = old.state = boxes[i].state + 1;
-            } else {
-                upper.state = 255;
-            }
-            if (old.high <= old.low) old.state = 255;
-            boxes[i] = old;
-            boxes.push_back(upper);
-            split = true;
+    medianCutPasses(boxes, maxColors, [&](Box1& old) {
+        const int state = old.state;
+        int at = 0;
+        std::int64_t lower = 0;
+        medianSplit(old.low, old.high, old.count, [&](int k) { return hist[k]; }, &at, &lower);
+        Box1 upper{0, at + 1, old.high, old.count - lower};
+        old.high = at;
+        old.count = lower;
+        while (old.high > old.low && !hist[old.high]) --old.high;
+        while (upper.low < upper.high && !hist[upper.low]) ++upper.low;
+        if (upper.high > upper.low) {
+            upper.state = old.state = state + 1;
+        } else {
+            upper.state = 255;
         }
-        if (!split) break;  // nothing left to split: the table stays shorter
-    }
+        if (old.high <= old.low) old.state = 255;
+        return upper;
+    });
     for (std::size_t i = 0; i < boxes.size(); ++i) {
         std::int64_t sum = 0;
         for (int k = boxes[i].low; k <= boxes[i].high; ++k) sum += k * hist[k];
@@ -151,42 +163,35 @@ bool medcutColour(BITMAPINFOHEADER* dib, const std::vector<std::int64_t>& hist, 
     Box3 whole{0, {0, 0, 0}, {63, 63, 63}, total};
     shrink(hist, whole);
     boxes.push_back(whole);
-    while (static_cast<int>(boxes.size()) < maxColors) {
-        const std::size_t existing = boxes.size();
-        bool split = false;
-        for (std::size_t i = 0; i < existing && static_cast<int>(boxes.size()) < maxColors; ++i) {
-            if (boxes[i].state == 255) continue;
-            const Box3 old = boxes[i];
-            const int er = old.hi[0] - old.lo[0], eg = old.hi[1] - old.lo[1], eb = old.hi[2] - old.lo[2];
-            const int axis = (er >= eg && er >= eb) ? 0 : (eg >= eb ? 1 : 2);
-            int at = 0;
-            std::int64_t lowerCount = 0;
-            medianSplit(old.lo[axis], old.hi[axis], old.count,
-                        [&](int k) { return sliceWeight(hist, old, axis, k); }, &at, &lowerCount);
-            Box3 lower = old, upper = old;
-            lower.hi[axis] = at;
-            lower.count = lowerCount;
-            upper.lo[axis] = at + 1;
-            upper.count = old.count - lowerCount;
-            // A side that falls outside the box keeps an empty range of one slice.
-            lower.hi[axis] = std::clamp(lower.hi[axis], old.lo[axis], old.hi[axis]);
-            upper.lo[axis] = std::clamp(upper.lo[axis], old.lo[axis], old.hi[axis]);
-            shrink(hist, lower);
-            shrink(hist, upper);
-            if (singleCell(lower)) {
-                // Deliberately the upper box is closed too, even when larger.
-                lower.state = 255;
-                upper.state = 255;
-            } else {
-                lower.state = old.state + 1;
-                upper.state = singleCell(upper) ? 255 : lower.state;
-            }
-            boxes[i] = lower;
-            boxes.push_back(upper);
-            split = true;
+    medianCutPasses(boxes, maxColors, [&](Box3& box) {
+        const Box3 old = box;
+        const int er = old.hi[0] - old.lo[0], eg = old.hi[1] - old.lo[1], eb = old.hi[2] - old.lo[2];
+        const int axis = (er >= eg && er >= eb) ? 0 : (eg >= eb ? 1 : 2);
+        int at = 0;
+        std::int64_t lowerCount = 0;
+        medianSplit(old.lo[axis], old.hi[axis], old.count,
+                    [&](int k) { return sliceWeight(hist, old, axis, k); }, &at, &lowerCount);
+        Box3 lower = old, upper = old;
+        lower.hi[axis] = at;
+        lower.count = lowerCount;
+        upper.lo[axis] = at + 1;
+        upper.count = old.count - lowerCount;
+        // A side that falls outside the box keeps an empty range of one slice.
+        lower.hi[axis] = std::clamp(lower.hi[axis], old.lo[axis], old.hi[axis]);
+        upper.lo[axis] = std::clamp(upper.lo[axis], old.lo[axis], old.hi[axis]);
+        shrink(hist, lower);
+        shrink(hist, upper);
+        if (singleCell(lower)) {
+            // Deliberately the upper box is closed too, even when larger.
+            lower.state = 255;
+            upper.state = 255;
+        } else {
+            lower.state = old.state + 1;
+            upper.state = singleCell(upper) ? 255 : lower.state;
         }
-        if (!split) break;  // every box closed: the table stays shorter
-    }
+        box = lower;
+        return upper;
+    });
     for (std::size_t i = 0; i < boxes.size(); ++i) {
         const Box3& b = boxes[i];
         std::int64_t sum[3] = {0, 0, 0};

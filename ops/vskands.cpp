@@ -15,8 +15,6 @@ const BandWalk kWalk{kSite,
                      {{VSK_TILE_DATA_TEXTS("srcImage"), {791, 831, 837, 880}, true},
                       {VSK_TILE_DATA_TEXTS("dstImage"), {810, 852, 858, 885}, true}}};
 
-// The constant widened to a 32-bit mask: bit 0 for 1-bit data, the low byte
-// or half-word repeated, or the value itself.
 void andKernel(VskImage* const* images, std::uint32_t mask) {
     Region r;
     // A one-channel image without a channel of interest takes part with its
