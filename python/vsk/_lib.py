@@ -2,6 +2,7 @@
 
 import ctypes.util
 import os
+import re
 import sys
 import threading
 from collections import namedtuple
@@ -67,6 +68,15 @@ def _load():
 
 
 lib, library_path = _load()
+
+# Resolve every function now. cffi looks names up on first use under a lock;
+# a header released by the garbage collector in the middle of such a lookup
+# would otherwise wait for that lock forever.
+for _name in re.findall(r"\b(t?vsk\w+)\(", _cdef.CDEF):
+    try:
+        getattr(lib, _name)
+    except AttributeError:  # a library without the internal functions (a Windows DLL)
+        pass
 
 
 class Report(namedtuple("Report", "status function condition file line")):
