@@ -94,6 +94,7 @@ def create_image_header(nChannels, alphaChannel, depth, colorModel, channelSeq, 
     ``roi`` is a Roi or None; ``tileInfo`` None or a (tile width, tile height)
     pair, which makes a tiled image with a TileStore, as Image.tiled does.
     """
+    dataOrder = {"pixel": 0, "plane": 1}.get(dataOrder, dataOrder)
     if tileInfo is not None:
         img = Image.tiled(width, height, tileInfo, depth, nChannels,
                           order=dataOrder, align=align, channel_seq=channelSeq,
