@@ -1,13 +1,13 @@
-# Floating point that gives the same bits on every build. Included once by the
-# top-level CMakeLists.txt, before any target, so that the library and every
-# program built beside it (tests, tools, examples, benchmarks, fuzz targets)
-# compute doubles the same way:
+# Floating point that gives the same bits on every build: VSK_FP_OPTIONS, which
+# buildoptions.cmake sets on every target of the tree (library, tests, tools,
+# examples, benchmarks, fuzz targets), so that all of them compute doubles the
+# same way:
 #   -ffp-contract=off       no fused multiply-add, wherever the target has one;
 #   -msse2 -mfpmath=sse     on 32-bit x86 (Linux -m32, the i686 DLL): doubles are
 #                           IEEE doubles in SSE2 registers as on x86-64, not x87
 #                           values kept at 80 bits between operations.
-# These come after CMAKE_<LANG>_FLAGS on the command line, so they win over an
-# -mfpmath=387 given there.
+# Target options come after CMAKE_<LANG>_FLAGS on the command line, so these
+# win over an -mfpmath=387 given there.
 set(VSK_FP_OPTIONS)
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
   list(APPEND VSK_FP_OPTIONS -ffp-contract=off)
@@ -19,4 +19,3 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
   endif()
 endif()
 message(STATUS "Floating-point options: ${VSK_FP_OPTIONS}")
-add_compile_options(${VSK_FP_OPTIONS})
