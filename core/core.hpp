@@ -66,8 +66,17 @@ inline std::int64_t tileStride(const VskImage* image) {
 inline int planeCount(const VskImage* image) {
     return image->dataOrder == VSK_DATA_ORDER_PLANE ? image->nChannels : 1;
 }
+// Values from one pixel to the next within a row: nChannels in pixel order,
+// 1 in plane order.
+inline int pixelPitch(const VskImage* image) {
+    return image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels;
+}
 
-// ---- the clipped ROI rectangle ---------------------------------------------
+// ---- the two clip rules and the channels to process ----------------------------
+
+// The full clip: the ROI (or the whole image) clipped to the image on every
+// side; a ROI wholly outside gives an empty rectangle. Copy, fill and the
+// sample-by-sample operations process this rectangle.
 
 struct RoiRect {
     char* start = nullptr;  // first value of the rectangle (row start for 1-bit data)
@@ -80,6 +89,24 @@ struct RoiRect {
     int coi = 0;            // channel of interest, 0 = all
 };
 RoiRect roiRect(const VskImage* image);
+
+// The right/bottom cut: the ROI's offsets as they are, its size cut where it
+// runs past the image's right and bottom edges (the whole image without
+// ROI). Zoom, mirror, blur and decimate process this rectangle; its size is
+// 0 or negative when the ROI starts past an edge.
+struct Rect {
+    int x = 0, y = 0, cols = 0, rows = 0;
+};
+Rect roiCut(const VskImage* image);
+
+// Channels to process: 1 with a channel of interest, else all; and the
+// first of them (0-based).
+inline int channelCount(const VskImage* image) {
+    return image->roi && image->roi->coi != 0 ? 1 : image->nChannels;
+}
+inline int firstChannel(const VskImage* image) {
+    return image->roi && image->roi->coi > 0 ? image->roi->coi - 1 : 0;
+}
 
 // The ROI's size, or the image's own without ROI (unclipped).
 inline int roiHeight(const VskImage* image) { return image->roi ? image->roi->height : image->height; }

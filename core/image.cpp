@@ -1,5 +1,6 @@
 // Image header, ROI and tile records: creation, allocation, release, the row
 // layout and the clipped ROI rectangle.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -129,7 +130,7 @@ RoiRect roiRect(const VskImage* image) {
     r.x = static_cast<int>(x);
     r.y = static_cast<int>(y);
     r.coi = c;
-    r.channels = c == 0 ? image->nChannels : 1;
+    r.channels = channelCount(image);
     r.planeSize = static_cast<int>(static_cast<std::int64_t>(H) * step);
     if (image->imageData) {
         std::int64_t off = y * step;
@@ -143,6 +144,17 @@ RoiRect roiRect(const VskImage* image) {
         r.start = image->imageData + off;
     }
     return r;
+}
+
+Rect roiCut(const VskImage* image) {
+    const VskROI* roi = image->roi;
+    if (!roi) return {0, 0, image->width, image->height};
+    // Computed in 64 bits: the sizes fit an int whatever the offsets.
+    const auto cut = [](int size, int extent, int offset) {
+        return static_cast<int>(std::min<std::int64_t>(size, std::int64_t{extent} - offset));
+    };
+    return {roi->xOffset, roi->yOffset, cut(roi->width, image->width, roi->xOffset),
+            cut(roi->height, image->height, roi->yOffset)};
 }
 
 }  // namespace vsk

@@ -33,19 +33,6 @@ inline int roundEven(double v) {
 // even; outside exact ties this is floor(v + 0.00001).
 inline int roundInt(double v) { return roundEven((v + 0.00001) - 0.5); }
 
-// The rectangle of a ROI (or of the whole image), cut at the image's right
-// and bottom edges; empty or negative when the ROI starts past them.
-struct Rect {
-    int x = 0, y = 0, cols = 0, rows = 0;
-};
-
-inline Rect rectOf(const VskImage* image) {
-    const VskROI* roi = image->roi;
-    if (!roi) return {0, 0, image->width, image->height};
-    return {roi->xOffset, roi->yOffset, std::min(roi->width, image->width - roi->xOffset),
-            std::min(roi->height, image->height - roi->yOffset)};
-}
-
 // The destination size along one axis after the clamp to the enlarged
 // source: d destination and s source pixels, inv source pixels per
 // destination pixel.

@@ -19,12 +19,9 @@ struct Channels {
     int start = 0, count = 0;
 };
 
-// Channel c of the ROI alone, or all channels; without a ROI the count is
-// `countWithoutRoi`.
+// The channels to process; without a ROI the count is `countWithoutRoi`.
 Channels channelsOf(const VskImage* image, int countWithoutRoi) {
-    const int coi = roiCoi(image);
-    if (coi > 0) return {coi - 1, 1};
-    return {0, image->roi ? image->nChannels : countWithoutRoi};
+    return {firstChannel(image), image->roi ? channelCount(image) : countWithoutRoi};
 }
 
 // One source axis as the kernels see it: positions are relative to the ROI
@@ -498,8 +495,8 @@ int clampSize(int d, int s, double inv) {
 void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yInv,
                int interpolate, double xStart, double yStart) {
     Job job;
-    job.s = rectOf(src);
-    job.d = rectOf(dst);
+    job.s = roiCut(src);
+    job.d = roiCut(dst);
     job.sc = channelsOf(src, src->nChannels);
     // Deliberately, a destination without ROI takes the source's count.
     job.dc = channelsOf(dst, src->nChannels);
