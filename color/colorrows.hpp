@@ -9,16 +9,11 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "bits.hpp"
 #include "colorwalk.hpp"
+#include "numeric.hpp"
 
 namespace vsk::color {
-
-// Marks 1-bit data: values are single bits, the first in the most
-// significant bit of a row's first byte.
-struct Bit {};
-
-template <class E>
-inline constexpr bool kIsBit = std::is_same_v<E, Bit>;
 
 // The value a pixel layer sees for an element type (bool for bits).
 template <class E>
@@ -35,13 +30,9 @@ struct Access {
 
 template <>
 struct Access<Bit> {
-    unsigned char* p;
-    bool load(std::int64_t k) const { return (p[k >> 3] >> (7 - (k & 7))) & 1; }
-    // Set bits are ORed in, clear bits ANDed out.
-    void store(std::int64_t k, bool v) const {
-        const unsigned mask = 0x80u >> (k & 7);
-        p[k >> 3] = static_cast<unsigned char>(v ? p[k >> 3] | mask : p[k >> 3] & ~mask);
-    }
+    std::uint8_t* p;
+    bool load(std::int64_t k) const { return getBit(p, k); }
+    void store(std::int64_t k, bool v) const { putBit(p, k, v); }
 };
 
 // N channels of one buffer. Channel c of row r starts at byte
@@ -76,7 +67,7 @@ struct Runs {
     Access<E> at(int c, std::int64_t r) const {
         char* p = area.base + off[c] + r * step;
         if constexpr (kIsBit<E>)
-            return {reinterpret_cast<unsigned char*>(p)};
+            return {reinterpret_cast<std::uint8_t*>(p)};
         else
             return {reinterpret_cast<E*>(p), stride};
     }
@@ -128,13 +119,6 @@ void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, s
         if (in.stride == 1 && out.stride == 1) return mapRowsWith<1, 1>(in, out, rows, count, f);
     }
     mapRowsWith<0, 0>(in, out, rows, count, f);
-}
-
-// Truncating conversion of a floating value as the processor performs it:
-// toward zero, and INT_MIN for NaN and values out of range.
-inline std::int32_t truncInt32(double v) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-    return static_cast<std::int32_t>(v);
 }
 
 }  // namespace vsk::color

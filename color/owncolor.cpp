@@ -101,14 +101,6 @@ static_assert(std::bit_cast<std::uint32_t>(kDefaultRed) == 0x3E59C66Du);
 static_assert(std::bit_cast<std::uint32_t>(kDefaultGreen) == 0x3F3714BAu);
 static_assert(std::bit_cast<std::uint32_t>(kDefaultBlue) == 0x3D93CD57u);
 
-// The low 16 bits of a value truncated toward zero.
-uint16_t low16(double v) {
-    if (!std::isfinite(v)) return 0;
-    double m = std::fmod(std::trunc(v), 65536.0);
-    if (m < 0) m += 65536.0;
-    return static_cast<uint16_t>(m);
-}
-
 GrayToColorCoeffs grayToColorCoeffs(unsigned dstDepth, float red, float green, float blue) {
     const bool fine = dstDepth == VSK_32S || dstDepth == VSK_16U;
     const double scale = fine ? 32768.0 : 256.0;
@@ -218,17 +210,23 @@ void reduceRows(const Block& b, int64_t srcStride) {
     }
 }
 
-// Runs the reduction of a checked depth pair.
+// Runs the reduction of a checked depth pair: 32S to 16U or 8U, 16U to 8U,
+// 8U to 1U.
 void reduceBlock(const Block& b, int64_t bitStride) {
-    const unsigned s = b.src->depth, d = b.dst->depth;
-    if (s == VSK_32S && d == VSK_16U)
-        reduceRows<int32_t, uint16_t>(b, 1);
-    else if (s == VSK_32S)
-        reduceRows<int32_t, uint8_t>(b, 1);
-    else if (s == VSK_16U)
-        reduceRows<uint16_t, uint8_t>(b, 1);
-    else
-        reduceRows<uint8_t, Bit>(b, bitStride);
+    const unsigned d = b.dst->depth;
+    dispatchDepth<Depths<uint8_t, uint16_t, int32_t>>(b.src->depth, [&](auto t) {
+        using S = decltype(t);
+        if constexpr (std::is_same_v<S, uint8_t>) {
+            reduceRows<S, Bit>(b, bitStride);
+        } else if constexpr (std::is_same_v<S, int32_t>) {
+            if (d == VSK_16U)
+                reduceRows<S, uint16_t>(b, 1);
+            else
+                reduceRows<S, uint8_t>(b, 1);
+        } else {
+            reduceRows<S, uint8_t>(b, 1);
+        }
+    });
 }
 
 // ---- jitter ----------------------------------------------------------------------
@@ -723,20 +721,11 @@ void ownGrayToColor(const Block& b, float redFraction, float greenFraction, floa
     } else if (!colorPlanePointers(d, b.dstStep, b.rows, "RGB", off)) {
         return;
     }
-    switch (s->depth) {
-        case VSK_1U:
-            spreadRows<Bit, uint8_t>(b, k, off, stride);
-            break;
-        case VSK_8U:
-            spreadRows<uint8_t, uint8_t>(b, k, off, stride);
-            break;
-        case VSK_16U:
-            spreadRows<uint16_t, uint16_t>(b, k, off, stride);
-            break;
-        default:
-            spreadRows<int32_t, int32_t>(b, k, off, stride);
-            break;
-    }
+    // 1-bit sources spread into 8U, the others into their own depth.
+    dispatchDepth<Depths<Bit, uint8_t, uint16_t, int32_t>>(s->depth, [&](auto t) {
+        using S = decltype(t);
+        spreadRows<S, std::conditional_t<kIsBit<S>, uint8_t, S>>(b, k, off, stride);
+    });
 }
 
 void ownReduceBits(const Block& b) {
@@ -757,18 +746,14 @@ void jitterFillTables() {
 
 void ownjitter_rect(const Block& b, int jitterType) {
     if (!reducible(b.src, b.dst, pixelSite("ownjitter_rect"), {170, 187, 204})) return;
-    switch (b.src->depth) {
-        case VSK_8U:
-            jitterRows<uint8_t>(b, kJitter8, jitterType);
-            break;
-        case VSK_16U:
-            jitterRows<uint16_t>(b, kJitter16, jitterType);
-            break;
-        default:
-            jitterRows<int32_t>(b, b.dst->depth == VSK_16U ? kJitter32To16 : kJitter32To8,
-                                jitterType);
-            break;
-    }
+    dispatchDepth<Depths<uint8_t, uint16_t, int32_t>>(b.src->depth, [&](auto t) {
+        using S = decltype(t);
+        const JitterRule& rule = sizeof(S) == 1   ? kJitter8
+                                 : sizeof(S) == 2 ? kJitter16
+                                 : b.dst->depth == VSK_16U ? kJitter32To16
+                                                           : kJitter32To8;
+        jitterRows<S>(b, rule, jitterType);
+    });
     reduceBlock(b, 1);
 }
 
@@ -792,10 +777,9 @@ void own_dither_rect(const VskImage* image, int ditherType, Area data, int width
     // lock-step.
     if (!grey && !colorPlanePointers(image, step, height, "RGB", off)) return;
     const int slots = grey ? 1 : 3;
-    if (image->depth == VSK_8U)
-        ditherRect<uint8_t>(data, off, slots, step, q, ditherType, width, height, s);
-    else
-        ditherRect<uint16_t>(data, off, slots, step, q, ditherType, width, height, s);
+    dispatchDepth<Depths<uint8_t, uint16_t>>(image->depth, [&](auto t) {
+        ditherRect<decltype(t)>(data, off, slots, step, q, ditherType, width, height, s);
+    });
 }
 
 void ownHueConvert(const Block& b, HueConversion conversion) {
@@ -803,20 +787,9 @@ void ownHueConvert(const Block& b, HueConversion conversion) {
     // The names are rewritten before the depth test; the fourth letters stay.
     std::memcpy(b.dst->colorModel, layer.target, 3);
     std::memcpy(b.dst->channelSeq, layer.target, 3);
-    switch (b.src->depth) {
-        case VSK_8U:
-            hueRows<uint8_t>(b, conversion);
-            break;
-        case VSK_16U:
-            hueRows<uint16_t>(b, conversion);
-            break;
-        case VSK_32S:
-            hueRows<int32_t>(b, conversion);
-            break;
-        default:
-            report(pixelSite(layer.name), layer.line, "errInOutDepth");
-            break;
-    }
+    if (!dispatchDepth<Depths<uint8_t, uint16_t, int32_t>>(
+            b.src->depth, [&](auto t) { hueRows<decltype(t)>(b, conversion); }))
+        report(pixelSite(layer.name), layer.line, "errInOutDepth");
 }
 
 }  // namespace vsk::color

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bits.hpp"
 #include "tiles.hpp"
 
 namespace {
@@ -37,21 +38,13 @@ std::int64_t mapIndex(int mode, std::int64_t i, std::int64_t n) {
     }
 }
 
-inline bool getBit(const char* row, std::int64_t x) {
-    return (static_cast<unsigned char>(row[x >> 3]) >> (7 - (x & 7))) & 1;
-}
-inline void setBit(char* row, std::int64_t x) {
-    row[x >> 3] = static_cast<char>(static_cast<unsigned char>(row[x >> 3]) | (0x80u >> (x & 7)));
-}
-
 // Copies `count` pixels of one plane row from the view (image column sx) into
 // the output row at column dx.
 void copyRun(const Layout& L, char* out, std::int64_t dx, const char* in, std::int64_t sx,
              std::int64_t count) {
     if (count <= 0) return;
     if (L.bits) {
-        for (std::int64_t k = 0; k < count; ++k)
-            if (getBit(in, sx + k)) setBit(out, dx + k);
+        for (std::int64_t k = 0; k < count; ++k) vsk::putBit(out, dx + k, vsk::getBit(in, sx + k));
         return;
     }
     std::memcpy(out + dx * L.pixelBytes, in + sx * L.pixelBytes,
@@ -63,8 +56,7 @@ void fillRun(const Layout& L, char* out, std::int64_t dx, std::int64_t count,
              std::uint32_t pattern) {
     if (count <= 0) return;
     if (L.bits) {
-        if (pattern)
-            for (std::int64_t k = 0; k < count; ++k) setBit(out, dx + k);
+        for (std::int64_t k = 0; k < count; ++k) vsk::putBit(out, dx + k, pattern != 0);
         return;
     }
     char* p = out + dx * L.pixelBytes;

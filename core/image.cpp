@@ -70,8 +70,8 @@ int wrapWidthStep(int dataOrder, unsigned depth, int align, int nChannels, int w
     std::uint32_t unit = 8u * static_cast<std::uint32_t>(align);
     std::uint32_t n = bits * static_cast<std::uint32_t>(width);
     if (dataOrder != VSK_DATA_ORDER_PLANE) n *= static_cast<std::uint32_t>(nChannels);
-    std::uint32_t rounded = (n + unit - 1u) & ~(unit - 1u);
-    return static_cast<std::int32_t>(rounded) >> 3;
+    // The shift is arithmetic on the signed 32-bit result.
+    return static_cast<std::int32_t>(vsk::roundUpToUnit(n, unit)) >> 3;
 }
 
 int wrapDataSize(int dataOrder, int widthStep, int height, int nChannels) {
@@ -91,15 +91,6 @@ void copyName(char out[4], const char* in) {
 }  // namespace
 
 namespace vsk {
-
-std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, int width) {
-    std::int64_t values = width;
-    if (dataOrder != VSK_DATA_ORDER_PLANE) values *= nChannels;
-    const int bytes = depthBytes(depth);
-    std::int64_t n = bytes == 0 ? (values + 7) / 8 : values * bytes;
-    const std::int64_t a = align == 4 ? 4 : 8;
-    return (n + a - 1) / a * a;
-}
 
 RoiRect roiRect(const VskImage* image) {
     RoiRect r;

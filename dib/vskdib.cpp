@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bits.hpp"
 #include "dib.hpp"
 #include "dibpalette.hpp"
 
@@ -66,7 +67,7 @@ inline Pixel paletteAt(const BITMAPINFOHEADER* dib, std::uint32_t count, unsigne
 
 void read1(const BITMAPINFOHEADER* dib, const Fields&, const std::uint8_t* row, Pixel* out, int n) {
     const std::uint32_t count = vsk::dib::colorCount(dib);
-    for (int x = 0; x < n; ++x) out[x] = paletteAt(dib, count, (row[x >> 3] >> (7 - (x & 7))) & 1);
+    for (int x = 0; x < n; ++x) out[x] = paletteAt(dib, count, vsk::getBit(row, x));
 }
 void read4(const BITMAPINFOHEADER* dib, const Fields&, const std::uint8_t* row, Pixel* out, int n) {
     const std::uint32_t count = vsk::dib::colorCount(dib);
@@ -136,7 +137,7 @@ struct ImageRows {
 ImageRows rowsOf(const VskImage* image) {
     ImageRows rows;
     rows.data = reinterpret_cast<std::uint8_t*>(image->imageData);
-    rows.stride = vsk::dib::imageRowBytes(image);
+    rows.stride = vsk::imageStride(image);
     rows.plane = rows.stride * image->height;
     rows.height = image->height;
     rows.origin = image->origin;
@@ -197,20 +198,23 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
     const ImageRows rows = rowsOf(image);
     const Steps s = stepsOf(image, rows);
     const std::uint8_t* row = rows.row(pictureRow);
-    const int n = image->width;
-    if (image->nChannels == 1 && image->depth == VSK_1U) {
-        for (int x = 0; x < n; ++x) {
-            const std::uint8_t v = (row[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
-            out[x] = Pixel{v, v, v, 0};
+    const int n = image->width, ch = image->nChannels;
+    bool read = false;
+    vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(image->depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (vsk::kIsBit<T>) {
+            if (ch != 1) return;
+            for (int x = 0; x < n; ++x) {
+                const std::uint8_t v = vsk::getBit(row, x) ? 255 : 0;
+                out[x] = Pixel{v, v, v, 0};
+            }
+        } else {
+            if (ch != 1 && ch != 3 && ch != 4) return;
+            readChannels<T>(row, s, ch, out, n);
         }
-        return true;
-    }
-    const int ch = image->nChannels;
-    if (ch != 1 && ch != 3 && ch != 4) return false;
-    if (image->depth == VSK_8U) readChannels<std::uint8_t>(row, s, ch, out, n);
-    else if (image->depth == VSK_16U) readChannels<std::uint16_t>(row, s, ch, out, n);
-    else return false;
-    return true;
+        read = true;
+    });
+    return read;
 }
 
 }  // namespace vsk::dib
@@ -273,7 +277,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
                                       nullptr);
     if (image && layout->flag) {
         // Wrapped rows must be describable by the 32-bit header fields.
-        const std::int64_t step = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+        const std::int64_t step = vsk::dib::dibRowBytes(dib->biWidth, bits);
         if (step > INT_MAX || step * height > INT_MAX) {
             tvskDeallocate(image, VSK_FREE_HEADER);
             image = nullptr;
@@ -284,7 +288,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
         return nullptr;
     }
     if (layout->flag) {
-        image->widthStep = static_cast<int>(vsk::dib::rowBytes(dib->biWidth, bits, 4));
+        image->widthStep = static_cast<int>(vsk::dib::dibRowBytes(dib->biWidth, bits));
         image->dataSize = image->widthStep * image->height;
         image->imageData = reinterpret_cast<char*>(const_cast<BITMAPINFOHEADER*>(dib)) +
                            dib->biSize + 4 * static_cast<std::size_t>(palette ? colorCount(dib) : 0);
@@ -331,7 +335,7 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     if (!reader || !writable) return closingFailure(kConvertFrom, 801);
 
     const int cols = std::max(static_cast<int>(dib->biWidth), 0);
-    const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+    const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);
     const std::uint8_t* first = vsk::dib::pixels(dib);
     const ImageRows out = rowsOf(image);
     const Steps steps = stepsOf(image, out);
@@ -341,30 +345,26 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     } catch (const std::bad_alloc&) {
         return closingFailure(kConvertFrom, 801);
     }
-    for (std::int64_t y = 0; y < rows; ++y) {
-        // Picture order from the top: a bottom-up DIB starts at its last row.
-        const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
-        reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);
-        for (Pixel& p : line) {
-            if (order == Order::Grey) p.r = static_cast<std::uint8_t>((28 * p.b + 151 * p.g + 77 * p.r) >> 8);
-            else if (order == Order::Rgb) std::swap(p.b, p.r);
-        }
-        std::uint8_t* row = out.row(static_cast<int>(y));
-        if (depth == VSK_1U) {
-            for (int x = 0; x < cols; ++x) {
-                const std::uint8_t bit = static_cast<std::uint8_t>(0x80u >> (x & 7));
-                row[x >> 3] = static_cast<std::uint8_t>(line[x].r > 127 ? row[x >> 3] | bit : row[x >> 3] & ~bit);
+    vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(depth, [&](auto t) {
+        using T = decltype(t);
+        for (std::int64_t y = 0; y < rows; ++y) {
+            // Picture order from the top: a bottom-up DIB starts at its last row.
+            const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
+            reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);
+            for (Pixel& p : line) {
+                if (order == Order::Grey) p.r = static_cast<std::uint8_t>((28 * p.b + 151 * p.g + 77 * p.r) >> 8);
+                else if (order == Order::Rgb) std::swap(p.b, p.r);
             }
-        } else if (ch == 1) {
-            for (Pixel& p : line) p.b = p.r;  // one channel takes the red position
-            if (depth == VSK_8U) writeChannels<std::uint8_t>(line.data(), row, steps, 1, cols);
-            else writeChannels<std::uint16_t>(line.data(), row, steps, 1, cols);
-        } else if (depth == VSK_8U) {
-            writeChannels<std::uint8_t>(line.data(), row, steps, ch, cols);
-        } else {
-            writeChannels<std::uint16_t>(line.data(), row, steps, ch, cols);
+            std::uint8_t* row = out.row(static_cast<int>(y));
+            if constexpr (vsk::kIsBit<T>) {
+                for (int x = 0; x < cols; ++x) vsk::putBit(row, x, line[x].r > 127);
+            } else {
+                if (ch == 1)
+                    for (Pixel& p : line) p.b = p.r;  // one channel takes the red position
+                writeChannels<T>(line.data(), row, steps, ch, cols);
+            }
         }
-    }
+    });
 }
 
 VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, int dither,
@@ -448,7 +448,7 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
     }
 
     vsk::dib::NearestIndex nearest(dib);
-    const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+    const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);
     std::uint8_t* first = vsk::dib::pixels(dib);
     for (int y = 0; y < rows; ++y) {
         vsk::dib::readImageRow(source, y, line.data());
@@ -460,11 +460,7 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         std::uint8_t* row = first + memoryRow * dibStride;
         switch (bits) {
             case 1:
-                for (int x = 0; x < cols; ++x) {
-                    const std::uint8_t bit = static_cast<std::uint8_t>(0x80u >> (x & 7));
-                    row[x >> 3] = static_cast<std::uint8_t>((nearest(line[x]) & 255) != 0 ? row[x >> 3] | bit
-                                                                                        : row[x >> 3] & ~bit);
-                }
+                for (int x = 0; x < cols; ++x) vsk::putBit(row, x, (nearest(line[x]) & 255) != 0);
                 break;
             case 4:
                 for (int x = 0; x < cols; ++x) {

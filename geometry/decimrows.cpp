@@ -88,7 +88,7 @@ public:
             colLo_ &= ~7;
             colHi_ = (colHi_ + 7) & ~7;
         }
-        stride_ = (bytesOf(colHi_ - colLo_) + 7) & ~std::int64_t{7};
+        stride_ = roundUpToUnit<std::int64_t>(bytesOf(colHi_ - colLo_), 8);
 
         if (!rowMap_.allocate(std::int64_t{rowSpan} * 2 * sizeof(int))) return RunResult::NoMemory;
         int* slotOf = reinterpret_cast<int*>(rowMap_.get());

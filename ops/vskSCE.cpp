@@ -2,9 +2,9 @@
 // images.
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include "bitrun.hpp"
+#include "numeric.hpp"
 #include "tiles.hpp"
 
 namespace {
@@ -146,11 +146,8 @@ void plainTransfer(VskImage* src, VskImage* dst) {
     auto run = [&](auto kernel) {
         eachRow(s, d, planes, rows, [&](char* a, char* b) { kernel(a, ss, b, ds, cols); });
     };
-    switch (bytes) {
-        case 1: run(moveChannel<Swap, 1>); break;
-        case 2: run(moveChannel<Swap, 2>); break;
-        default: run(moveChannel<Swap, 4>); break;
-    }
+    // Values move unchanged: one kernel per element size.
+    vsk::dispatchDepth(src->depth, [&](auto t) { run(moveChannel<Swap, sizeof(t)>); });
 }
 
 // ---- copy and exchange ---------------------------------------------------------
@@ -235,13 +232,6 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
 
 // ---- fill ------------------------------------------------------------------------
 
-// The fill value saturated to an element type (32-bit values pass as given).
-template <class T>
-T saturate(int value) {
-    return static_cast<T>(std::clamp<std::int64_t>(value, std::numeric_limits<T>::min(),
-                                                   std::numeric_limits<T>::max()));
-}
-
 // `count` values, `stride` values apart. Adjacent values get a loop of their
 // own, whose fixed step the compiler vectorises.
 template <class T>
@@ -277,7 +267,7 @@ void plainFill(VskImage* image, int value) {
     const int stride = runs ? 1 : image->nChannels;
     vsk::dispatchDepth(image->depth, [&](auto zero) {
         using T = decltype(zero);
-        const T v = saturate<T>(value);
+        const T v = vsk::saturate<T>(value);  // 32-bit values pass as given
         a.reach(cols, sizeof(T), stride);
         if (sizeof(T) == 1 && runs) {
             eachRow(a, planes, rows, [&](char* row) {

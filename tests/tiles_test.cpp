@@ -92,6 +92,24 @@ TEST(ClipRules, RightBottomCutAgainstFullClip) {
     }
 }
 
+// Depth dispatch over a subset: the element type of each depth in the set,
+// false for the others.
+TEST(ClipRules, DepthDispatchOverASubset) {
+    using Set = vsk::Depths<vsk::Bit, std::uint8_t, std::int32_t>;
+    const struct {
+        unsigned depth;
+        int size;  // sizeof the element type, 0 for bits, -1 for no call
+    } cases[] = {{VSK_1U, 0}, {VSK_8U, 1}, {VSK_32S, 4}, {VSK_8S, -1}, {VSK_16U, -1}, {7, -1}};
+    for (const auto& c : cases) {
+        int size = -1;
+        const bool called = vsk::dispatchDepth<Set>(c.depth, [&](auto t) {
+            size = vsk::kIsBit<decltype(t)> ? 0 : static_cast<int>(sizeof(t));
+        });
+        EXPECT_EQ(size, c.size) << "depth " << c.depth;
+        EXPECT_EQ(called, c.size >= 0) << "depth " << c.depth;
+    }
+}
+
 TEST(TileWalk, PartsOrderAndTemporaryHeaders) {
     struct Case {
         int x, y, h, w;
