@@ -80,6 +80,8 @@ char* colorNextTile(VskImage* dst, int* tileX, int* tileY, int* x, int* y, int* 
         ++*tileY;
         data = takeTile(dst, 0, *tileY, mode);
     }
+    // No tile, no position: the indexes may lie far past the grid.
+    if (!data) return nullptr;
     const VskTileInfo* info = dst->tileInfo;
     // Tiles inside the grid start inside the image, so the products fit.
     *x = *tileX * info->width;

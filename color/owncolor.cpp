@@ -231,10 +231,6 @@ void reduceBlock(const Block& b, int64_t bitStride) {
 
 // ---- jitter ----------------------------------------------------------------------
 
-// The process-wide noise tables, rebuilt by every call that jitters.
-double jitterUniform[1024];
-int jitterOffset[1024];
-
 // How noise treats the values of one depth pair.
 struct JitterRule {
     int64_t limit;      // values at or above are left alone
@@ -253,20 +249,21 @@ const JitterRule kJitter32To8{0x7EFFFFFF, 1 << 24, 0, INT32_MAX, false};
 
 // Perturbs one value at column j of row i by amplitude a.
 template <class S>
-void jitterNoise(S* value, const JitterRule& rule, int a, int64_t j, int64_t i) {
+void jitterNoise(S* value, const JitterTables& tables, const JitterRule& rule, int a, int64_t j,
+                 int64_t i) {
     int64_t v = *value;
     if (v >= rule.limit) return;
     const auto uj = static_cast<std::uint64_t>(j), ui = static_cast<std::uint64_t>(i);
     if (rule.roundUp) {
         const int t =
-            static_cast<int>(9.0 * jitterUniform[(uj + 4 * ui + jitterOffset[uj & 1023]) & 1023]);
+            static_cast<int>(9.0 * tables.uniform[(uj + 4 * ui + tables.offset[uj & 1023]) & 1023]);
         if ((v & (rule.step - 1)) <= t) {
             v += rule.step;
             *value = static_cast<S>(v);
         }
     }
     const int64_t n = static_cast<int64_t>(
-        2 * a * jitterUniform[(ui + 4 * uj + jitterOffset[ui & 1023]) & 1023] + 0.5);
+        2 * a * tables.uniform[(ui + 4 * uj + tables.offset[ui & 1023]) & 1023] + 0.5);
     const int64_t w = v + (n - a) * rule.step;
     if (w >= rule.low && w <= rule.high) *value = static_cast<S>(w);
 }
@@ -274,7 +271,8 @@ void jitterNoise(S* value, const JitterRule& rule, int a, int64_t j, int64_t i) 
 // Adds noise to every source value that the reduction reads; the row index
 // restarts in every plane.
 template <class S>
-void jitterRows(const Block& b, const JitterRule& rule, int amplitude) {
+void jitterRows(const Block& b, const JitterTables& tables, const JitterRule& rule,
+                int amplitude) {
     const ReduceShape shape = reduceShape(b);
     for (int p = 0; p < shape.planes; ++p) {
         const Runs<S, 1> in{b.srcData, {planeOffset(p, b.srcStep, b.rows)}, b.srcStep};
@@ -282,7 +280,7 @@ void jitterRows(const Block& b, const JitterRule& rule, int amplitude) {
             const int64_t n = in.fit(i, shape.count);
             if (n <= 0) continue;
             S* row = in.at(0, i).p;
-            for (int64_t j = 0; j < n; ++j) jitterNoise(row + j, rule, amplitude, j, i);
+            for (int64_t j = 0; j < n; ++j) jitterNoise(row + j, tables, rule, amplitude, j, i);
         }
     }
 }
@@ -736,15 +734,15 @@ void ownReduceBits(const Block& b) {
     reduceBlock(b, stride);
 }
 
-void jitterFillTables() {
-    for (double& u : jitterUniform) u = (std::rand() % 1024) * 0.0009765625;
+void jitterFillTables(JitterTables& tables) {
+    for (double& u : tables.uniform) u = (std::rand() % 1024) * 0.0009765625;
     // A second table of the same kind is never read; its draws still advance
     // the sequence.
     for (int k = 0; k < 1024; ++k) (void)std::rand();
-    for (int& t : jitterOffset) t = std::rand() % 1024;
+    for (int& o : tables.offset) o = std::rand() % 1024;
 }
 
-void ownjitter_rect(const Block& b, int jitterType) {
+void ownjitter_rect(const Block& b, int jitterType, const JitterTables& tables) {
     if (!reducible(b.src, b.dst, pixelSite("ownjitter_rect"), {170, 187, 204})) return;
     dispatchDepth<Depths<uint8_t, uint16_t, int32_t>>(b.src->depth, [&](auto t) {
         using S = decltype(t);
@@ -752,7 +750,7 @@ void ownjitter_rect(const Block& b, int jitterType) {
                                  : sizeof(S) == 2 ? kJitter16
                                  : b.dst->depth == VSK_16U ? kJitter32To16
                                                            : kJitter32To8;
-        jitterRows<S>(b, rule, jitterType);
+        jitterRows<S>(b, tables, rule, jitterType);
     });
     reduceBlock(b, 1);
 }

@@ -93,10 +93,11 @@ void VSK_CALL vskReduceBits(VskImage* srcImage, VskImage* dstImage, int jitterTy
         levels = 0;
     else if (levels > bits)
         levels = bits / 2;
-    if (jitterType != 0) jitterFillTables();
+    JitterTables tables;  // this call's own noise tables (12 KiB)
+    if (jitterType != 0) jitterFillTables(tables);
     colorWalk(srcImage, dstImage, dstTile, [&](const Block& b) {
         if (jitterType != 0)
-            ownjitter_rect(b, jitterType);
+            ownjitter_rect(b, jitterType, tables);
         else
             ownReduceBits(b);
         if (ditherType != 1)

@@ -7,6 +7,10 @@
 
 namespace vsk {
 
+namespace {
+int capInt(std::int64_t v) { return static_cast<int>(std::min<std::int64_t>(v, INT_MAX)); }
+}  // namespace
+
 Span partSpan(int index, int count, int inner, int tile, int total) {
     const int first = count == 1 ? total : tile - inner;
     if (index == 0) return {inner, first, 0};
@@ -44,6 +48,9 @@ bool twoImageTileRange(const VskImage* tiled, const VskImage* a, const VskImage*
     const int rows = std::min(roiHeight(a), roiHeight(b));
     const int cols = std::min(roiWidth(a), roiWidth(b));
     if (rows <= 0 || cols <= 0) return false;
+    // A ROI wholly outside its image has nothing to copy.
+    const RoiRect ra = roiRect(a), rb = roiRect(b);
+    if (ra.rows <= 0 || ra.cols <= 0 || rb.rows <= 0 || rb.cols <= 0) return false;
     *range = tileRange(roiX(tiled), roiY(tiled), rows, cols, tiled->tileInfo->width,
                        tiled->tileInfo->height);
     return true;
@@ -109,8 +116,9 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
                 return false;
             }
             tile.overTile(tiled, data).roi(coi, part.x, part.y, part.height, part.width);
-            partnerRoi = {partnerCoi, partnerX + part.offX, partnerY + part.offY, part.height,
-                          part.width};
+            // Offsets past INT_MAX lie outside the partner anyway: capped, they select nothing.
+            partnerRoi = {partnerCoi, capInt(std::int64_t{partnerX} + part.offX),
+                          capInt(std::int64_t{partnerY} + part.offY), part.height, part.width};
             if (!visit(context, tile.get(), part)) return false;
             releaseTile(tiled, part.col, part.row, data);
         }

@@ -393,7 +393,10 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
     if (!image->imageData) return closingFailure(kConvertTo, 2257);
 
     const int bits = dib->biBitCount;
-    if (bits < 16) {
+    // Only 1, 4 and 8 bits have a table to write: other counts below 16 get
+    // none and are refused below with the DIB untouched (above 8 bits the
+    // median cut fails as before).
+    if (bits < 16 && (bits == 1 || bits == 4 || bits == 8 || (bits > 8 && paletteConversion == 2))) {
         if (paletteConversion == 1) {
             vsk::dib::makeFixedPalette(dib, image->nChannels == 1);
         } else if (paletteConversion == 2 && !vsk::dib::medcutPalette(dib, image)) {

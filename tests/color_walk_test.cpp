@@ -119,6 +119,8 @@ TEST(ColorWalk, TileSelector) {
         // A refused selected tile moves on to the first tile of the next row.
         {{2, 1}, {{2, 1}}, "(2,2,1)(2,0,2)(4,0,2)", 0, 2},
         {{5, 5}, {}, "(2,5,5)(2,0,6)", -1, -1},
+        // Far past the grid: both tiles refused, no position computed.
+        {{1 << 30, 1 << 30}, {}, "(2,1073741824,1073741824)(2,0,1073741825)", -1, -1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.tile[0] << "," << c.tile[1]);

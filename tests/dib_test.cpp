@@ -419,6 +419,13 @@ TEST(DibExport, ChecksInOrder) {
         {[](Dib&, VskImage* i, int&, int&) { std::memcpy(i->channelSeq, "XYZ", 4); },
          {-5, 2109, "image->channelSeq unsupport"}},
         {[](Dib& d, VskImage*, int&, int&) { d.h()->biBitCount = 12; }, {-5, 2176, "dib-<biBitCount is bad"}},
+        // Bit counts without a table get none from either palette conversion.
+        {[](Dib& d, VskImage*, int&, int& pal) { d.h()->biBitCount = 0; pal = 2; },
+         {-5, 2176, "dib-<biBitCount is bad"}},
+        {[](Dib& d, VskImage*, int&, int& pal) { d.h()->biBitCount = 7; pal = 2; },
+         {-5, 2176, "dib-<biBitCount is bad"}},
+        {[](Dib& d, VskImage*, int&, int& pal) { d.h()->biBitCount = 5; d.h()->biClrUsed = 2; pal = 1; },
+         {-5, 2176, "dib-<biBitCount is bad"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.e.line);
@@ -436,7 +443,7 @@ TEST(DibExport, ChecksInOrder) {
             continue;
         }
         expectReport(capture, c.e, "vskConvertToDIB");
-        if (c.e.line < 2100) {
+        if (c.e.line < 2100 || c.e.line == 2176) {
             EXPECT_EQ(d.bytes, before);
         }
     }

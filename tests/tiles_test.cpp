@@ -110,6 +110,33 @@ TEST(ClipRules, DepthDispatchOverASubset) {
     }
 }
 
+TEST(TileRange, TwoImageFormIsEmptyWhenAROILiesWhollyOutsideItsImage) {
+    struct Case {
+        int tiledX, tiledY, plainX, plainY;
+        bool any;
+    } cases[] = {
+        {5, 5, 0, 0, true},
+        {5, 5, 0, 2147483640, false},
+        {5, 5, 16, 0, false},
+        {16, 5, 0, 0, false},
+        {5, 2147483640, 0, 0, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.tiledX << "," << c.tiledY << " " << c.plainX << "," << c.plainY);
+        ErrorCapture capture;
+        TiledImage src(1, VSK_8U, 0, 16, 16, 8, 8);
+        setRoi(src.get(), 0, c.tiledX, c.tiledY, 10, 10);
+        ImagePtr dst = makeImage(1, VSK_8U, 0, 16, 16);
+        setRoi(dst.get(), 0, c.plainX, c.plainY, 10, 10);
+        vsk::TileRange range;
+        EXPECT_EQ(vsk::twoImageTileRange(src.get(), src.get(), dst.get(), &range), c.any);
+        // A copy then takes no tile and reports nothing.
+        tvskCopy(src.get(), dst.get(), nullptr);
+        EXPECT_EQ(src.log.empty(), !c.any);
+        EXPECT_TRUE(capture.reports().empty());
+    }
+}
+
 TEST(TileWalk, PartsOrderAndTemporaryHeaders) {
     struct Case {
         int x, y, h, w;
