@@ -1,7 +1,8 @@
-// Bounded row access for the colour module's pixel layers: channels as runs
-// of values in a buffer, and one per-pixel loop that maps input channels to
-// output channels. Every access stays inside the buffer a layer was given;
-// pixels whose values would lie past its end are skipped.
+// Rows shared by the colour module's pixel layers: bounded channel runs in
+// a buffer, one per-pixel loop that maps input channels to output channels,
+// and the layers' common offsets and report site. Every access stays inside
+// the buffer a layer was given; pixels whose values would lie past its end
+// are skipped.
 #pragma once
 
 #include <algorithm>
@@ -119,6 +120,24 @@ void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, s
         if (in.stride == 1 && out.stride == 1) return mapRowsWith<1, 1>(in, out, rows, count, f);
     }
     mapRowsWith<0, 0>(in, out, rows, count, f);
+}
+
+// ---- shared by the pixel layers ------------------------------------------------
+
+// Where a pixel layer reports from.
+inline Site pixelSite(const char* func) { return {func, kPixelFile}; }
+
+// Values per destination row: the width, times the channels in pixel order.
+inline std::int64_t valuesPerRow(const Block& b) {
+    return std::int64_t{b.width} * pixelPitch(b.dst);
+}
+
+// Offsets of the first three values of a pixel.
+inline void pixelChannels(unsigned depth, std::int64_t off[3]) {
+    const std::int64_t bytes = depthBytes(depth);
+    off[0] = 0;
+    off[1] = bytes;
+    off[2] = 2 * bytes;
 }
 
 }  // namespace vsk::color

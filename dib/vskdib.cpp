@@ -51,7 +51,7 @@ std::int64_t absHeight(const BITMAPINFOHEADER* dib) {
     return dib->biHeight < 0 ? -static_cast<std::int64_t>(dib->biHeight) : dib->biHeight;
 }
 
-// ---- rows of a DIB -------------------------------------------------------------
+// ---- rows of a DIB: a reader and a writer per bit count ------------------------
 
 // Reads `n` pixels of one DIB row into working records.
 using DibReader = void (*)(const BITMAPINFOHEADER* dib, const Fields& f, const std::uint8_t* row,
@@ -105,6 +105,71 @@ DibReader dibReader(int bitCount) {
         case 16: return read16;
         case 24: return read24;
         case 32: return read32;
+        default: return nullptr;
+    }
+}
+
+// Writes `n` working records into one DIB row: palette indexes of the
+// nearest table entries, or masked fields.
+using DibWriter = void (*)(const Fields& f, vsk::dib::NearestIndex& nearest, const Pixel* in,
+                           std::uint8_t* row, int n);
+
+void write1(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) vsk::putBit(row, x, (nearest(in[x]) & 255) != 0);
+}
+void write4(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) {
+        const unsigned nib = nearest(in[x]) & 15;
+        std::uint8_t& b = row[x >> 1];
+        b = static_cast<std::uint8_t>((x & 1) ? (b & 0xF0) | nib : (b & 0x0F) | (nib << 4));
+    }
+}
+void write8(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) row[x] = static_cast<std::uint8_t>(nearest(in[x]));
+}
+void write16(const Fields& f, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    // A field of w bits takes the top w bits of the 8-bit value.
+    auto narrow = [](std::uint8_t v, const Field& field) -> std::uint32_t {
+        const std::uint32_t w = field.width >= 8 ? static_cast<std::uint32_t>(v) << (field.width - 8)
+                                                 : static_cast<std::uint32_t>(v) >> (8 - field.width);
+        return (w << field.shift) & field.mask;
+    };
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t v =
+            narrow(in[x].b, f.blue) | narrow(in[x].g, f.green) | narrow(in[x].r, f.red);
+        row[2 * x] = static_cast<std::uint8_t>(v);
+        row[2 * x + 1] = static_cast<std::uint8_t>(v >> 8);
+    }
+}
+void write24(const Fields&, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    for (int x = 0; x < n; ++x) {
+        row[3 * x] = in[x].b;
+        row[3 * x + 1] = in[x].g;
+        row[3 * x + 2] = in[x].r;
+    }
+}
+void write32(const Fields& f, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    auto place = [](std::uint8_t v, const Field& field) -> std::uint32_t {
+        return field.shift >= 32 ? 0 : (static_cast<std::uint32_t>(v) << field.shift) & field.mask;
+    };
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t v = place(in[x].b, f.blue) | place(in[x].g, f.green) |
+                                place(in[x].r, f.red) | place(in[x].a, f.alpha);
+        for (int k = 0; k < 4; ++k) row[4 * x + k] = static_cast<std::uint8_t>(v >> (8 * k));
+    }
+}
+
+DibWriter dibWriter(int bitCount) {
+    switch (bitCount) {
+        case 1: return write1;
+        case 4: return write4;
+        case 8: return write8;
+        case 16: return write16;
+        case 24: return write24;
+        case 32: return write32;
         default: return nullptr;
     }
 }
@@ -445,7 +510,8 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         vsk::report(kConvertTo, 2109, "image->channelSeq unsupport");
         return finish(true);
     }
-    if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) {
+    const DibWriter writer = dibWriter(bits);
+    if (!writer) {
         vsk::report(kConvertTo, 2176, "dib-<biBitCount is bad");
         return finish(true);
     }
@@ -461,51 +527,7 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         }
         const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
         std::uint8_t* row = first + memoryRow * dibStride;
-        switch (bits) {
-            case 1:
-                for (int x = 0; x < cols; ++x) vsk::putBit(row, x, (nearest(line[x]) & 255) != 0);
-                break;
-            case 4:
-                for (int x = 0; x < cols; ++x) {
-                    const unsigned nib = nearest(line[x]) & 15;
-                    std::uint8_t& b = row[x >> 1];
-                    b = static_cast<std::uint8_t>((x & 1) ? (b & 0xF0) | nib : (b & 0x0F) | (nib << 4));
-                }
-                break;
-            case 8:
-                for (int x = 0; x < cols; ++x) row[x] = static_cast<std::uint8_t>(nearest(line[x]));
-                break;
-            case 16:
-                for (int x = 0; x < cols; ++x) {
-                    auto narrow = [](std::uint8_t v, const Field& f) -> std::uint32_t {
-                        const std::uint32_t n = f.width >= 8 ? static_cast<std::uint32_t>(v) << (f.width - 8)
-                                                             : static_cast<std::uint32_t>(v) >> (8 - f.width);
-                        return (n << f.shift) & f.mask;
-                    };
-                    const std::uint32_t v = narrow(line[x].b, fields.blue) | narrow(line[x].g, fields.green) |
-                                            narrow(line[x].r, fields.red);
-                    row[2 * x] = static_cast<std::uint8_t>(v);
-                    row[2 * x + 1] = static_cast<std::uint8_t>(v >> 8);
-                }
-                break;
-            case 24:
-                for (int x = 0; x < cols; ++x) {
-                    row[3 * x] = line[x].b;
-                    row[3 * x + 1] = line[x].g;
-                    row[3 * x + 2] = line[x].r;
-                }
-                break;
-            case 32:
-                for (int x = 0; x < cols; ++x) {
-                    auto place = [](std::uint8_t v, const Field& f) -> std::uint32_t {
-                        return f.shift >= 32 ? 0 : (static_cast<std::uint32_t>(v) << f.shift) & f.mask;
-                    };
-                    const std::uint32_t v = place(line[x].b, fields.blue) | place(line[x].g, fields.green) |
-                                            place(line[x].r, fields.red) | place(line[x].a, fields.alpha);
-                    for (int k = 0; k < 4; ++k) row[4 * x + k] = static_cast<std::uint8_t>(v >> (8 * k));
-                }
-                break;
-        }
+        writer(fields, nearest, line.data(), row, cols);
     }
     finish(false);
 }
