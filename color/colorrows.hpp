@@ -1,7 +1,8 @@
-// Bounded row access for the colour module's pixel layers: channels as runs
-// of values in a buffer, and one per-pixel loop that maps input channels to
-// output channels. Every access stays inside the buffer a layer was given;
-// pixels whose values would lie past its end are skipped.
+// Rows shared by the colour module's pixel layers: bounded channel runs in
+// a buffer, one per-pixel loop that maps input channels to output channels,
+// and the layers' common offsets and report site. Every access stays inside
+// the buffer a layer was given; pixels whose values would lie past its end
+// are skipped.
 #pragma once
 
 #include <algorithm>
@@ -9,16 +10,11 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "bits.hpp"
 #include "colorwalk.hpp"
+#include "numeric.hpp"
 
 namespace vsk::color {
-
-// Marks 1-bit data: values are single bits, the first in the most
-// significant bit of a row's first byte.
-struct Bit {};
-
-template <class E>
-inline constexpr bool kIsBit = std::is_same_v<E, Bit>;
 
 // The value a pixel layer sees for an element type (bool for bits).
 template <class E>
@@ -35,13 +31,9 @@ struct Access {
 
 template <>
 struct Access<Bit> {
-    unsigned char* p;
-    bool load(std::int64_t k) const { return (p[k >> 3] >> (7 - (k & 7))) & 1; }
-    // Set bits are ORed in, clear bits ANDed out.
-    void store(std::int64_t k, bool v) const {
-        const unsigned mask = 0x80u >> (k & 7);
-        p[k >> 3] = static_cast<unsigned char>(v ? p[k >> 3] | mask : p[k >> 3] & ~mask);
-    }
+    std::uint8_t* p;
+    bool load(std::int64_t k) const { return getBit(p, k); }
+    void store(std::int64_t k, bool v) const { putBit(p, k, v); }
 };
 
 // N channels of one buffer. Channel c of row r starts at byte
@@ -76,7 +68,7 @@ struct Runs {
     Access<E> at(int c, std::int64_t r) const {
         char* p = area.base + off[c] + r * step;
         if constexpr (kIsBit<E>)
-            return {reinterpret_cast<unsigned char*>(p)};
+            return {reinterpret_cast<std::uint8_t*>(p)};
         else
             return {reinterpret_cast<E*>(p), stride};
     }
@@ -130,11 +122,22 @@ void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, s
     mapRowsWith<0, 0>(in, out, rows, count, f);
 }
 
-// Truncating conversion of a floating value as the processor performs it:
-// toward zero, and INT_MIN for NaN and values out of range.
-inline std::int32_t truncInt32(double v) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-    return static_cast<std::int32_t>(v);
+// ---- shared by the pixel layers ------------------------------------------------
+
+// Where a pixel layer reports from.
+inline Site pixelSite(const char* func) { return {func, kPixelFile}; }
+
+// Values per destination row: the width, times the channels in pixel order.
+inline std::int64_t valuesPerRow(const Block& b) {
+    return std::int64_t{b.width} * pixelPitch(b.dst);
+}
+
+// Offsets of the first three values of a pixel.
+inline void pixelChannels(unsigned depth, std::int64_t off[3]) {
+    const std::int64_t bytes = depthBytes(depth);
+    off[0] = 0;
+    off[1] = bytes;
+    off[2] = 2 * bytes;
 }
 
 }  // namespace vsk::color

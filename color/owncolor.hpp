@@ -1,5 +1,8 @@
 // The colour module's pixel layer: the routines that run on one block of
-// source and destination data and report their own faults.
+// source and destination data and report their own faults (under the file
+// name "owncolor"). One source file per family: colour and grey
+// (owngray.cpp), bit reduction and dithering (ownreduce.cpp), hue conversions
+// (ownhue.cpp); the rows they share are in colorrows.hpp.
 #pragma once
 
 #include "colorwalk.hpp"

@@ -24,7 +24,7 @@ struct HueOperation {
 void hueOperation(VskImage* src, VskImage* dst, const int* dstTile, const HueOperation& op) {
     if (colorBadHeaders(src, dst, op.srcLine, op.dstLine) || !colorCheckImages(src, dst, op.name))
         return;
-    if (!nameIs(src->colorModel, op.srcModel) || effectiveChannels(src) != effectiveChannels(dst) ||
+    if (!nameIs(src->colorModel, op.srcModel) || channelCount(src) != channelCount(dst) ||
         src->depth != dst->depth || src->dataOrder != dst->dataOrder ||
         src->origin != dst->origin) {
         reportIncompatible(op.name, op.incompatibleLine);
@@ -79,7 +79,7 @@ void VSK_CALL vskReduceBits(VskImage* srcImage, VskImage* dstImage, int jitterTy
     if (colorBadHeaders(srcImage, dstImage, 68, 69) ||
         !colorCheckImages(srcImage, dstImage, "vskReduceBits"))
         return;
-    if (effectiveChannels(srcImage) != effectiveChannels(dstImage) ||
+    if (channelCount(srcImage) != channelCount(dstImage) ||
         srcImage->dataOrder != dstImage->dataOrder || srcImage->origin != dstImage->origin) {
         reportIncompatible("vskReduceBits", 72);
         return;

@@ -11,9 +11,6 @@ namespace {
 
 using u8 = std::uint8_t;
 
-// The top k bits of a byte (0 <= k <= 8).
-inline unsigned topMask(int k) { return (0xFF00u >> k) & 0xFFu; }
-
 // The k bits (1..8) at bit position `bit` (0..7) of p, left-aligned in a
 // byte. The second byte is read only when the bits reach into it.
 inline unsigned readBits(const u8* p, int bit, int k) {
@@ -55,15 +52,6 @@ constexpr std::array<std::uint8_t, 256> kReversed = [] {
     }
     return t;
 }();
-
-inline unsigned bitAt(const std::uint8_t* p, std::int64_t i) {
-    return (p[i >> 3] >> (7 - (i & 7))) & 1u;
-}
-
-inline void putBit(std::uint8_t* p, std::int64_t i, unsigned v) {
-    const auto mask = static_cast<std::uint8_t>(0x80u >> (i & 7));
-    p[i >> 3] = static_cast<std::uint8_t>(v ? (p[i >> 3] | mask) : (p[i >> 3] & ~mask));
-}
 
 // The 8 bits from position i on; they span at most the two bytes that the
 // run itself covers.
@@ -143,9 +131,9 @@ void copyBitsReversed(const std::uint8_t* src, std::int64_t s, std::uint8_t* dst
                       std::int64_t d, std::int64_t n) {
     const std::int64_t last = s + n - 1;
     std::int64_t k = 0;
-    for (; k < n && ((d + k) & 7) != 0; ++k) putBit(dst, d + k, bitAt(src, last - k));
+    for (; k < n && ((d + k) & 7) != 0; ++k) putBit(dst, d + k, getBit(src, last - k));
     for (; n - k >= 8; k += 8) dst[(d + k) >> 3] = kReversed[byteAt(src, last - k - 7)];
-    for (; k < n; ++k) putBit(dst, d + k, bitAt(src, last - k));
+    for (; k < n; ++k) putBit(dst, d + k, getBit(src, last - k));
 }
 
 }  // namespace vsk

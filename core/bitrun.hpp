@@ -22,6 +22,8 @@
 
 #include <cstdint>
 
+#include "bits.hpp"
+
 namespace vsk {
 
 // Copies the run at src/srcBit to dst/dstBit.

@@ -1,5 +1,6 @@
 // Image header, ROI and tile records: creation, allocation, release, the row
 // layout and the clipped ROI rectangle.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -69,8 +70,8 @@ int wrapWidthStep(int dataOrder, unsigned depth, int align, int nChannels, int w
     std::uint32_t unit = 8u * static_cast<std::uint32_t>(align);
     std::uint32_t n = bits * static_cast<std::uint32_t>(width);
     if (dataOrder != VSK_DATA_ORDER_PLANE) n *= static_cast<std::uint32_t>(nChannels);
-    std::uint32_t rounded = (n + unit - 1u) & ~(unit - 1u);
-    return static_cast<std::int32_t>(rounded) >> 3;
+    // The shift is arithmetic on the signed 32-bit result.
+    return static_cast<std::int32_t>(vsk::roundUpToUnit(n, unit)) >> 3;
 }
 
 int wrapDataSize(int dataOrder, int widthStep, int height, int nChannels) {
@@ -90,15 +91,6 @@ void copyName(char out[4], const char* in) {
 }  // namespace
 
 namespace vsk {
-
-std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, int width) {
-    std::int64_t values = width;
-    if (dataOrder != VSK_DATA_ORDER_PLANE) values *= nChannels;
-    const int bytes = depthBytes(depth);
-    std::int64_t n = bytes == 0 ? (values + 7) / 8 : values * bytes;
-    const std::int64_t a = align == 4 ? 4 : 8;
-    return (n + a - 1) / a * a;
-}
 
 RoiRect roiRect(const VskImage* image) {
     RoiRect r;
@@ -129,7 +121,7 @@ RoiRect roiRect(const VskImage* image) {
     r.x = static_cast<int>(x);
     r.y = static_cast<int>(y);
     r.coi = c;
-    r.channels = c == 0 ? image->nChannels : 1;
+    r.channels = channelCount(image);
     r.planeSize = static_cast<int>(static_cast<std::int64_t>(H) * step);
     if (image->imageData) {
         std::int64_t off = y * step;
@@ -143,6 +135,17 @@ RoiRect roiRect(const VskImage* image) {
         r.start = image->imageData + off;
     }
     return r;
+}
+
+Rect roiCut(const VskImage* image) {
+    const VskROI* roi = image->roi;
+    if (!roi) return {0, 0, image->width, image->height};
+    // Computed in 64 bits: the sizes fit an int whatever the offsets.
+    const auto cut = [](int size, int extent, int offset) {
+        return static_cast<int>(std::min<std::int64_t>(size, std::int64_t{extent} - offset));
+    };
+    return {roi->xOffset, roi->yOffset, cut(roi->width, image->width, roi->xOffset),
+            cut(roi->height, image->height, roi->yOffset)};
 }
 
 }  // namespace vsk

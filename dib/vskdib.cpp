@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bits.hpp"
 #include "dib.hpp"
 #include "dibpalette.hpp"
 
@@ -50,7 +51,7 @@ std::int64_t absHeight(const BITMAPINFOHEADER* dib) {
     return dib->biHeight < 0 ? -static_cast<std::int64_t>(dib->biHeight) : dib->biHeight;
 }
 
-// ---- rows of a DIB -------------------------------------------------------------
+// ---- rows of a DIB: a reader and a writer per bit count ------------------------
 
 // Reads `n` pixels of one DIB row into working records.
 using DibReader = void (*)(const BITMAPINFOHEADER* dib, const Fields& f, const std::uint8_t* row,
@@ -66,7 +67,7 @@ inline Pixel paletteAt(const BITMAPINFOHEADER* dib, std::uint32_t count, unsigne
 
 void read1(const BITMAPINFOHEADER* dib, const Fields&, const std::uint8_t* row, Pixel* out, int n) {
     const std::uint32_t count = vsk::dib::colorCount(dib);
-    for (int x = 0; x < n; ++x) out[x] = paletteAt(dib, count, (row[x >> 3] >> (7 - (x & 7))) & 1);
+    for (int x = 0; x < n; ++x) out[x] = paletteAt(dib, count, vsk::getBit(row, x));
 }
 void read4(const BITMAPINFOHEADER* dib, const Fields&, const std::uint8_t* row, Pixel* out, int n) {
     const std::uint32_t count = vsk::dib::colorCount(dib);
@@ -108,6 +109,71 @@ DibReader dibReader(int bitCount) {
     }
 }
 
+// Writes `n` working records into one DIB row: palette indexes of the
+// nearest table entries, or masked fields.
+using DibWriter = void (*)(const Fields& f, vsk::dib::NearestIndex& nearest, const Pixel* in,
+                           std::uint8_t* row, int n);
+
+void write1(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) vsk::putBit(row, x, (nearest(in[x]) & 255) != 0);
+}
+void write4(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) {
+        const unsigned nib = nearest(in[x]) & 15;
+        std::uint8_t& b = row[x >> 1];
+        b = static_cast<std::uint8_t>((x & 1) ? (b & 0xF0) | nib : (b & 0x0F) | (nib << 4));
+    }
+}
+void write8(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) row[x] = static_cast<std::uint8_t>(nearest(in[x]));
+}
+void write16(const Fields& f, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    // A field of w bits takes the top w bits of the 8-bit value.
+    auto narrow = [](std::uint8_t v, const Field& field) -> std::uint32_t {
+        const std::uint32_t w = field.width >= 8 ? static_cast<std::uint32_t>(v) << (field.width - 8)
+                                                 : static_cast<std::uint32_t>(v) >> (8 - field.width);
+        return (w << field.shift) & field.mask;
+    };
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t v =
+            narrow(in[x].b, f.blue) | narrow(in[x].g, f.green) | narrow(in[x].r, f.red);
+        row[2 * x] = static_cast<std::uint8_t>(v);
+        row[2 * x + 1] = static_cast<std::uint8_t>(v >> 8);
+    }
+}
+void write24(const Fields&, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    for (int x = 0; x < n; ++x) {
+        row[3 * x] = in[x].b;
+        row[3 * x + 1] = in[x].g;
+        row[3 * x + 2] = in[x].r;
+    }
+}
+void write32(const Fields& f, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    auto place = [](std::uint8_t v, const Field& field) -> std::uint32_t {
+        return field.shift >= 32 ? 0 : (static_cast<std::uint32_t>(v) << field.shift) & field.mask;
+    };
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t v = place(in[x].b, f.blue) | place(in[x].g, f.green) |
+                                place(in[x].r, f.red) | place(in[x].a, f.alpha);
+        for (int k = 0; k < 4; ++k) row[4 * x + k] = static_cast<std::uint8_t>(v >> (8 * k));
+    }
+}
+
+DibWriter dibWriter(int bitCount) {
+    switch (bitCount) {
+        case 1: return write1;
+        case 4: return write4;
+        case 8: return write8;
+        case 16: return write16;
+        case 24: return write24;
+        case 32: return write32;
+        default: return nullptr;
+    }
+}
+
 // ---- channel sequences ---------------------------------------------------------
 
 enum class Order { Grey, Bgr, Rgb, Unknown };
@@ -136,7 +202,7 @@ struct ImageRows {
 ImageRows rowsOf(const VskImage* image) {
     ImageRows rows;
     rows.data = reinterpret_cast<std::uint8_t*>(image->imageData);
-    rows.stride = vsk::dib::imageRowBytes(image);
+    rows.stride = vsk::imageStride(image);
     rows.plane = rows.stride * image->height;
     rows.height = image->height;
     rows.origin = image->origin;
@@ -197,20 +263,23 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
     const ImageRows rows = rowsOf(image);
     const Steps s = stepsOf(image, rows);
     const std::uint8_t* row = rows.row(pictureRow);
-    const int n = image->width;
-    if (image->nChannels == 1 && image->depth == VSK_1U) {
-        for (int x = 0; x < n; ++x) {
-            const std::uint8_t v = (row[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
-            out[x] = Pixel{v, v, v, 0};
+    const int n = image->width, ch = image->nChannels;
+    bool read = false;
+    vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(image->depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (vsk::kIsBit<T>) {
+            if (ch != 1) return;
+            for (int x = 0; x < n; ++x) {
+                const std::uint8_t v = vsk::getBit(row, x) ? 255 : 0;
+                out[x] = Pixel{v, v, v, 0};
+            }
+        } else {
+            if (ch != 1 && ch != 3 && ch != 4) return;
+            readChannels<T>(row, s, ch, out, n);
         }
-        return true;
-    }
-    const int ch = image->nChannels;
-    if (ch != 1 && ch != 3 && ch != 4) return false;
-    if (image->depth == VSK_8U) readChannels<std::uint8_t>(row, s, ch, out, n);
-    else if (image->depth == VSK_16U) readChannels<std::uint16_t>(row, s, ch, out, n);
-    else return false;
-    return true;
+        read = true;
+    });
+    return read;
 }
 
 }  // namespace vsk::dib
@@ -273,7 +342,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
                                       nullptr);
     if (image && layout->flag) {
         // Wrapped rows must be describable by the 32-bit header fields.
-        const std::int64_t step = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+        const std::int64_t step = vsk::dib::dibRowBytes(dib->biWidth, bits);
         if (step > INT_MAX || step * height > INT_MAX) {
             tvskDeallocate(image, VSK_FREE_HEADER);
             image = nullptr;
@@ -284,7 +353,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
         return nullptr;
     }
     if (layout->flag) {
-        image->widthStep = static_cast<int>(vsk::dib::rowBytes(dib->biWidth, bits, 4));
+        image->widthStep = static_cast<int>(vsk::dib::dibRowBytes(dib->biWidth, bits));
         image->dataSize = image->widthStep * image->height;
         image->imageData = reinterpret_cast<char*>(const_cast<BITMAPINFOHEADER*>(dib)) +
                            dib->biSize + 4 * static_cast<std::size_t>(palette ? colorCount(dib) : 0);
@@ -331,7 +400,7 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     if (!reader || !writable) return closingFailure(kConvertFrom, 801);
 
     const int cols = std::max(static_cast<int>(dib->biWidth), 0);
-    const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+    const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);
     const std::uint8_t* first = vsk::dib::pixels(dib);
     const ImageRows out = rowsOf(image);
     const Steps steps = stepsOf(image, out);
@@ -341,30 +410,26 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     } catch (const std::bad_alloc&) {
         return closingFailure(kConvertFrom, 801);
     }
-    for (std::int64_t y = 0; y < rows; ++y) {
-        // Picture order from the top: a bottom-up DIB starts at its last row.
-        const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
-        reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);
-        for (Pixel& p : line) {
-            if (order == Order::Grey) p.r = static_cast<std::uint8_t>((28 * p.b + 151 * p.g + 77 * p.r) >> 8);
-            else if (order == Order::Rgb) std::swap(p.b, p.r);
-        }
-        std::uint8_t* row = out.row(static_cast<int>(y));
-        if (depth == VSK_1U) {
-            for (int x = 0; x < cols; ++x) {
-                const std::uint8_t bit = static_cast<std::uint8_t>(0x80u >> (x & 7));
-                row[x >> 3] = static_cast<std::uint8_t>(line[x].r > 127 ? row[x >> 3] | bit : row[x >> 3] & ~bit);
+    vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(depth, [&](auto t) {
+        using T = decltype(t);
+        for (std::int64_t y = 0; y < rows; ++y) {
+            // Picture order from the top: a bottom-up DIB starts at its last row.
+            const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
+            reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);
+            for (Pixel& p : line) {
+                if (order == Order::Grey) p.r = static_cast<std::uint8_t>((28 * p.b + 151 * p.g + 77 * p.r) >> 8);
+                else if (order == Order::Rgb) std::swap(p.b, p.r);
             }
-        } else if (ch == 1) {
-            for (Pixel& p : line) p.b = p.r;  // one channel takes the red position
-            if (depth == VSK_8U) writeChannels<std::uint8_t>(line.data(), row, steps, 1, cols);
-            else writeChannels<std::uint16_t>(line.data(), row, steps, 1, cols);
-        } else if (depth == VSK_8U) {
-            writeChannels<std::uint8_t>(line.data(), row, steps, ch, cols);
-        } else {
-            writeChannels<std::uint16_t>(line.data(), row, steps, ch, cols);
+            std::uint8_t* row = out.row(static_cast<int>(y));
+            if constexpr (vsk::kIsBit<T>) {
+                for (int x = 0; x < cols; ++x) vsk::putBit(row, x, line[x].r > 127);
+            } else {
+                if (ch == 1)
+                    for (Pixel& p : line) p.b = p.r;  // one channel takes the red position
+                writeChannels<T>(line.data(), row, steps, ch, cols);
+            }
         }
-    }
+    });
 }
 
 VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, int dither,
@@ -445,13 +510,14 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         vsk::report(kConvertTo, 2109, "image->channelSeq unsupport");
         return finish(true);
     }
-    if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) {
+    const DibWriter writer = dibWriter(bits);
+    if (!writer) {
         vsk::report(kConvertTo, 2176, "dib-<biBitCount is bad");
         return finish(true);
     }
 
     vsk::dib::NearestIndex nearest(dib);
-    const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+    const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);
     std::uint8_t* first = vsk::dib::pixels(dib);
     for (int y = 0; y < rows; ++y) {
         vsk::dib::readImageRow(source, y, line.data());
@@ -461,55 +527,7 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         }
         const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
         std::uint8_t* row = first + memoryRow * dibStride;
-        switch (bits) {
-            case 1:
-                for (int x = 0; x < cols; ++x) {
-                    const std::uint8_t bit = static_cast<std::uint8_t>(0x80u >> (x & 7));
-                    row[x >> 3] = static_cast<std::uint8_t>((nearest(line[x]) & 255) != 0 ? row[x >> 3] | bit
-                                                                                        : row[x >> 3] & ~bit);
-                }
-                break;
-            case 4:
-                for (int x = 0; x < cols; ++x) {
-                    const unsigned nib = nearest(line[x]) & 15;
-                    std::uint8_t& b = row[x >> 1];
-                    b = static_cast<std::uint8_t>((x & 1) ? (b & 0xF0) | nib : (b & 0x0F) | (nib << 4));
-                }
-                break;
-            case 8:
-                for (int x = 0; x < cols; ++x) row[x] = static_cast<std::uint8_t>(nearest(line[x]));
-                break;
-            case 16:
-                for (int x = 0; x < cols; ++x) {
-                    auto narrow = [](std::uint8_t v, const Field& f) -> std::uint32_t {
-                        const std::uint32_t n = f.width >= 8 ? static_cast<std::uint32_t>(v) << (f.width - 8)
-                                                             : static_cast<std::uint32_t>(v) >> (8 - f.width);
-                        return (n << f.shift) & f.mask;
-                    };
-                    const std::uint32_t v = narrow(line[x].b, fields.blue) | narrow(line[x].g, fields.green) |
-                                            narrow(line[x].r, fields.red);
-                    row[2 * x] = static_cast<std::uint8_t>(v);
-                    row[2 * x + 1] = static_cast<std::uint8_t>(v >> 8);
-                }
-                break;
-            case 24:
-                for (int x = 0; x < cols; ++x) {
-                    row[3 * x] = line[x].b;
-                    row[3 * x + 1] = line[x].g;
-                    row[3 * x + 2] = line[x].r;
-                }
-                break;
-            case 32:
-                for (int x = 0; x < cols; ++x) {
-                    auto place = [](std::uint8_t v, const Field& f) -> std::uint32_t {
-                        return f.shift >= 32 ? 0 : (static_cast<std::uint32_t>(v) << f.shift) & f.mask;
-                    };
-                    const std::uint32_t v = place(line[x].b, fields.blue) | place(line[x].g, fields.green) |
-                                            place(line[x].r, fields.red) | place(line[x].a, fields.alpha);
-                    for (int k = 0; k < 4; ++k) row[4 * x + k] = static_cast<std::uint8_t>(v >> (8 * k));
-                }
-                break;
-        }
+        writer(fields, nearest, line.data(), row, cols);
     }
     finish(false);
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "numeric.hpp"
+
 namespace vsk {
 
 namespace {
@@ -25,13 +27,6 @@ struct Sums<std::int32_t> {
     static double value(Row r) { return r; }
 };
 
-// Truncation toward zero; a value outside the 32-bit range (or NaN, from a
-// box of no pixels) gives 0x80000000 as the x86 conversion does.
-inline std::int32_t truncate(double v) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-    return static_cast<std::int32_t>(v);
-}
-
 // One channel of an image: its first row at the rectangle's origin.
 template <class T>
 struct Plane {
@@ -40,7 +35,7 @@ struct Plane {
     int pitch;  // elements from one pixel to the next
 
     Plane(const VskImage* image, int channel, int x, int y)
-        : step(image->widthStep), pitch(image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels) {
+        : step(image->widthStep), pitch(pixelPitch(image)) {
         const std::int64_t plane =
             image->dataOrder == VSK_DATA_ORDER_PLANE ? step * image->height * channel : 0;
         const std::int64_t lead = image->dataOrder == VSK_DATA_ORDER_PLANE ? 0 : channel;
@@ -69,10 +64,10 @@ void blurChannel(const Plane<T>& in, const Plane<T>& out, const BlurBox& box, in
         T* dst = out.row(i);
         Row sum{};
         for (int k = 0; k < nC; ++k) sum += static_cast<Row>(col[k]);
-        dst[0] = static_cast<T>(truncate(S::value(sum) * r));
+        dst[0] = static_cast<T>(truncInt32(S::value(sum) * r));
         for (int j = 1; j < cols; ++j) {
             sum += static_cast<Row>(col[j - 1 + nC] - col[j - 1]);
-            dst[std::int64_t{j} * op] = static_cast<T>(truncate(S::value(sum) * r));
+            dst[std::int64_t{j} * op] = static_cast<T>(truncInt32(S::value(sum) * r));
         }
         if (i + 1 == rows) break;
         // Each column sum moves down one row.

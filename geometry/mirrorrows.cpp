@@ -198,13 +198,15 @@ void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int 
 void mirrorPixels(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
                   int flipAxis) {
     if (rows <= 0 || cols <= 0) return;
-    switch (src->depth) {
-        case VSK_1U: return runKernel(BitKernel{cols}, src, dst, 0, 1, rows, flipAxis);
-        case VSK_8U: case VSK_8S: return runElements<1>(src, dst, channels, coi, rows, cols, flipAxis);
-        case VSK_16U: case VSK_16S: return runElements<2>(src, dst, channels, coi, rows, cols, flipAxis);
-        case VSK_32S: return runElements<4>(src, dst, channels, coi, rows, cols, flipAxis);
-        default: return;  // no kernel for this depth: nothing is done
-    }
+    // Values move unchanged: one kernel per element size. No kernel for
+    // another depth: nothing is done.
+    dispatchDepth<AllDepths>(src->depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (kIsBit<T>)
+            runKernel(BitKernel{cols}, src, dst, 0, 1, rows, flipAxis);
+        else
+            runElements<sizeof(T)>(src, dst, channels, coi, rows, cols, flipAxis);
+    });
 }
 
 }  // namespace vsk

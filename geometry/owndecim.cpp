@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <limits>
 
+#include "bits.hpp"
 #include "decimate.hpp"
+#include "numeric.hpp"
 
 namespace vsk::decim {
 
@@ -68,7 +70,7 @@ struct Cubic {
     template <class T, bool twoAxes, class W>
     static T finish(W v) {
         constexpr W divisor = twoAxes ? 36 : 6;
-        return static_cast<T>(std::clamp<W>(v / divisor, 0, std::numeric_limits<T>::max()));
+        return saturate<T>(v / divisor);
     }
 };
 
@@ -202,7 +204,7 @@ void bitKernel(const KernelRun& r) {
         unsigned bits = 0, mask = 0;
         for (int k = 0; k < r.cols; ++k) {
             const int x = r.colOff[k];
-            bits |= ((in[x >> 3] >> (7 - (x & 7))) & 1u) << (7 - pos);
+            if (getBit(in, x)) bits |= bitMask(pos);
             mask |= 1u << (7 - pos);
             if (++pos == 8) {
                 *out = static_cast<unsigned char>((*out & ~mask) | bits);
@@ -233,12 +235,15 @@ KernelEntry elementKernel(Method method, bool h, bool v) {
 }  // namespace
 
 KernelEntry selectKernel(unsigned depth, Method method, bool hInterp, bool vInterp) {
-    switch (depth) {
-        case VSK_1U: return {bitKernel, false};
-        case VSK_8U: return elementKernel<std::uint8_t>(method, hInterp, vInterp);
-        case VSK_16U: return elementKernel<std::uint16_t>(method, hInterp, vInterp);
-        default: return {};
-    }
+    KernelEntry entry;
+    dispatchDepth<Depths<Bit, std::uint8_t, std::uint16_t>>(depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (kIsBit<T>)
+            entry = {bitKernel, false};
+        else
+            entry = elementKernel<T>(method, hInterp, vInterp);
+    });
+    return entry;
 }
 
 }  // namespace vsk::decim

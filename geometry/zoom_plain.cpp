@@ -7,6 +7,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "bits.hpp"
 #include "zoom.hpp"
 
 namespace vsk::zoom {
@@ -19,12 +20,9 @@ struct Channels {
     int start = 0, count = 0;
 };
 
-// Channel c of the ROI alone, or all channels; without a ROI the count is
-// `countWithoutRoi`.
+// The channels to process; without a ROI the count is `countWithoutRoi`.
 Channels channelsOf(const VskImage* image, int countWithoutRoi) {
-    const int coi = roiCoi(image);
-    if (coi > 0) return {coi - 1, 1};
-    return {0, image->roi ? image->nChannels : countWithoutRoi};
+    return {firstChannel(image), image->roi ? channelCount(image) : countWithoutRoi};
 }
 
 // One source axis as the kernels see it: positions are relative to the ROI
@@ -201,8 +199,7 @@ struct Differences {
 template <class T>
 inline T cubicValue(double q0, double q1, double q2, double q3, const CubicPos& y) {
     const Differences d(q0, q1, q2, q3);
-    const int r = roundInt((y.c1 * d.d1 + q0) + y.c2 * d.d2 + y.c3 * d.d3);
-    return static_cast<T>(std::clamp(r, 0, static_cast<int>(std::numeric_limits<T>::max())));
+    return saturate<T>(roundInt((y.c1 * d.d1 + q0) + y.c2 * d.d2 + y.c3 * d.d3));
 }
 
 #if defined(VSK_ZOOM_SSE2)
@@ -473,13 +470,7 @@ void zoomBits(const VskImage* src, const VskImage* dst, const Job& job) {
     for (int j = 0; j < job.d.rows; ++j) {
         const std::uint8_t* s = sRows + ys[j] * sStride;
         std::uint8_t* d = dRows + j * dStride;
-        for (int i = 0; i < job.d.cols; ++i) {
-            const int sb = job.s.x + xs[i];
-            const int db = job.d.x + i;
-            const unsigned bit = (s[sb >> 3] >> (7 - (sb & 7))) & 1u;
-            const unsigned mask = 0x80u >> (db & 7);
-            d[db >> 3] = static_cast<std::uint8_t>((d[db >> 3] & ~mask) | ((0u - bit) & mask));
-        }
+        for (int i = 0; i < job.d.cols; ++i) putBit(d, job.d.x + i, getBit(s, job.s.x + xs[i]));
     }
 }
 
@@ -498,8 +489,8 @@ int clampSize(int d, int s, double inv) {
 void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yInv,
                int interpolate, double xStart, double yStart) {
     Job job;
-    job.s = rectOf(src);
-    job.d = rectOf(dst);
+    job.s = roiCut(src);
+    job.d = roiCut(dst);
     job.sc = channelsOf(src, src->nChannels);
     // Deliberately, a destination without ROI takes the source's count.
     job.dc = channelsOf(dst, src->nChannels);
@@ -512,12 +503,14 @@ void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yIn
     job.ax = {job.d.cols, xInv, xStart, job.s.x, src->width};
     job.ay = {job.d.rows, yInv, yStart, job.s.y, src->height};
     job.interpolate = interpolate;
-    switch (src->depth) {
-        case VSK_1U: zoomBits(src, dst, job); break;
-        case VSK_8U: zoomSamples<std::uint8_t>(src, dst, job); break;
-        case VSK_16U: zoomSamples<std::uint16_t>(src, dst, job); break;
-        default: break;  // deliberately no kernel and no report for the other depths
-    }
+    // Deliberately no kernel and no report for the other depths.
+    dispatchDepth<Depths<Bit, std::uint8_t, std::uint16_t>>(src->depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (kIsBit<T>)
+            zoomBits(src, dst, job);
+        else
+            zoomSamples<T>(src, dst, job);
+    });
 }
 
 }  // namespace vsk::zoom

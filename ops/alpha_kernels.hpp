@@ -17,6 +17,8 @@
 #define VSK_ALPHA_SSE2 0
 #endif
 
+#include "numeric.hpp"
+
 namespace vsk::alpha {
 
 // ---- lanes -------------------------------------------------------------------
@@ -41,17 +43,10 @@ struct Arith;
 template <class T>
 struct Arith<T, std::uint32_t> {
     using V = std::uint32_t;
-    static constexpr int kBits = 8 * static_cast<int>(sizeof(T));
     static constexpr V kMax = std::numeric_limits<T>::max();
-    static V mul(V x, V y) {
-        const V t = x * y;
-        return ((t >> kBits) + t + 1) >> kBits;
-    }
-    // Twice the scaled product, rounded the same way.
-    static V mul2(V x, V y) {
-        const V t = x * y;
-        return (((t >> kBits) + t + 1) >> (kBits - 1)) & ~V{1};
-    }
+    static V mul(V x, V y) { return scaledProduct<T>(x, y); }
+    // Twice the scaled product.
+    static V mul2(V x, V y) { return 2 * scaledProduct<T>(x, y); }
     static V cap(V x) { return x < kMax ? x : kMax; }
     static V inv(V a) { return kMax - a; }
 };
@@ -256,13 +251,11 @@ struct Real<std::uint16_t> {
     static constexpr F kMax = 65535.0;
 };
 
-// Stores a non-negative value: adding 2^23 and rounding to single precision
-// leaves the nearest integer in the low 23 bits of the representation; the
-// result is then capped at the maximum.
+// Stores a non-negative value rounded to nearest through single precision,
+// capped at the maximum.
 template <class T, class F>
 inline std::uint32_t storeReal(F v) {
-    const float s = static_cast<float>(v + F(8388608.0));
-    const std::uint32_t bits = std::bit_cast<std::uint32_t>(s) & 0x7FFFFFu;
+    const std::uint32_t bits = roundViaSingle(v);
     constexpr std::uint32_t kMax = std::numeric_limits<T>::max();
     return bits < kMax ? bits : kMax;
 }

@@ -35,24 +35,14 @@ struct Operand {
     }
 };
 
-// A working header for one segment: the caller's header with a ROI selecting
-// the segment, or a tile described as a buffered image.
-struct Working {
-    VskImage header;
-    VskROI roi;
-
-    void describe(const Operand& op, int x, int y, int height, int width) {
-        if (op.tiled) {
-            const TileHeader tile(op.image, op.data, op.coi, x % op.tw, y % op.th, height, width);
-            header = tile.header;
-            roi = tile.roi;
-        } else {
-            header = *op.image;
-            roi = {op.coi, x, y, height, width};
-        }
-        header.roi = &roi;
-    }
-};
+// The working header of one operand for a segment: the caller's header with a
+// ROI selecting the segment, or its tile described as a buffered image.
+void describeSegment(ImageView& view, const Operand& op, int x, int y, int height, int width) {
+    if (op.tiled)
+        view.overTile(op.image, op.data).roi(op.coi, x % op.tw, y % op.th, height, width);
+    else
+        view.copyOf(op.image).roi(op.coi, x, y, height, width);
+}
 
 // Restricts the walk to the destination tile `dstTile`: checks that the tile
 // meets the destination rectangle, then clips the rectangles of all operands
@@ -92,9 +82,9 @@ bool clipToDstTile(Operand* ops, int count, const int* dstTile, const BandWalk& 
 
 void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
                SegmentKernel kernel, void* context) {
-    Working working[kMaxOperands];
+    ImageView working[kMaxOperands];
     VskImage* headers[kMaxOperands];
-    for (int i = 0; i < count; ++i) headers[i] = &working[i].header;
+    for (int i = 0; i < count; ++i) headers[i] = working[i].get();
 
     for (int done = 0; done < rows;) {
         int height = rows - done;
@@ -111,7 +101,7 @@ void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
             for (int i = 0; i < count; ++i)
                 if (ops[i].tiled) width = std::min(width, ops[i].tw - (ops[i].x + x) % ops[i].tw);
             for (int i = 0; i < count; ++i)
-                working[i].describe(ops[i], ops[i].x + x, ops[i].y + done, height, width);
+                describeSegment(working[i], ops[i], ops[i].x + x, ops[i].y + done, height, width);
             kernel(context, headers);
             x += width;
             if (x >= cols) break;

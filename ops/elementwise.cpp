@@ -5,9 +5,6 @@ namespace vsk {
 
 namespace {
 
-// Channels an image contributes: 1 when its ROI selects a channel, else all.
-int channelCount(const VskImage* image) { return roiCoi(image) != 0 ? 1 : image->nChannels; }
-
 // No ROI, or one that starts at the origin, covers the image and keeps every
 // channel (coi 0, or coi 1 of a one-channel image).
 bool coversWholeImage(const VskImage* image) {

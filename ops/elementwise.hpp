@@ -9,8 +9,9 @@
 #include <limits>
 #include <type_traits>
 
-#include "bitrows.hpp"
+#include "bits.hpp"
 #include "core.hpp"
+#include "numeric.hpp"
 
 namespace vsk {
 
@@ -194,13 +195,6 @@ struct AndOf {
         return static_cast<U>(a & b);
     }
 };
-
-// Wrap-around addition in T's width.
-template <class T>
-T wrapAdd(T a, T b) {
-    using U = std::make_unsigned_t<T>;
-    return static_cast<T>(static_cast<U>(static_cast<U>(a) + static_cast<U>(b)));
-}
 
 // s + v saturated through a threshold: for v >= 0 (Up) samples above
 // max - v give max, for v < 0 samples below min - v give min.

@@ -2,9 +2,9 @@
 // images.
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include "bitrun.hpp"
+#include "numeric.hpp"
 #include "tiles.hpp"
 
 namespace {
@@ -146,11 +146,8 @@ void plainTransfer(VskImage* src, VskImage* dst) {
     auto run = [&](auto kernel) {
         eachRow(s, d, planes, rows, [&](char* a, char* b) { kernel(a, ss, b, ds, cols); });
     };
-    switch (bytes) {
-        case 1: run(moveChannel<Swap, 1>); break;
-        case 2: run(moveChannel<Swap, 2>); break;
-        default: run(moveChannel<Swap, 4>); break;
-    }
+    // Values move unchanged: one kernel per element size.
+    vsk::dispatchDepth(src->depth, [&](auto t) { run(moveChannel<Swap, sizeof(t)>); });
 }
 
 // ---- copy and exchange ---------------------------------------------------------
@@ -169,28 +166,6 @@ const TransferOp kCopy{{"vskCopy", kFile}, 54, 55, 56, 353, 255, 148, VSK_TILE_R
 // A tiled source is written too, so its tiles are taken for writing.
 const TransferOp kExchange{{"vskExchange", kFile}, 637, 638, 639, 957, 859, 733,
                            VSK_TILE_WRITE, true};
-
-// A buffered image over a rectangle fetched from a tiled image: its header
-// with the rectangle's size, the fetched buffer and no tile record, and a ROI
-// covering it all with the tiled image's channel of interest.
-struct FetchedImage {
-    VskImage header;
-    VskROI roi;
-    FetchedImage(const VskImage* tiled, void* data, int step, int height, int width) {
-        std::memcpy(&header, tiled, sizeof header);
-        header.height = height;
-        header.width = width;
-        header.imageData = static_cast<char*>(data);
-        header.tileInfo = nullptr;
-        // Stride and size describe the fetched buffer itself.
-        header.widthStep = step;
-        header.dataSize = step * height * vsk::planeCount(tiled);
-        header.dataBlock = nullptr;
-        header.maskImage = nullptr;
-        roi = {vsk::roiCoi(tiled), 0, 0, height, width};
-        header.roi = &roi;
-    }
-};
 
 void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dstTile) {
     if (vsk::reportBadHeader(src, op.site, op.srcLine)) return;
@@ -235,14 +210,14 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
     const vsk::TileWalk walk{dst, VSK_TILE_WRITE, op.site, kWriteFailed, op.bothTiledLine, nullptr};
     const int sx = vsk::roiX(src), sy = vsk::roiY(src);
     vsk::walkTiles(walk, range, dstTile, [&](VskImage* tile, const vsk::TilePart& part) {
-        int step = 0;
-        void* data = vskGetRect(src, sx + part.offX, sy + part.offY, part.width, part.height, &step);
-        // A failed fetch ends the call; the destination tile is not released.
-        if (!data || vsk::statusNegative()) {
-            vskFreeAligned(data);
+        // The source part as a buffered image with the source's channel of
+        // interest. A failed fetch ends the call; the destination tile is not
+        // released.
+        vsk::FetchedImage fetched;
+        if (!fetched.fetch(src, sx + part.offX, sy + part.offY, part.width, part.height) ||
+            vsk::statusNegative())
             return false;
-        }
-        FetchedImage fetched(src, data, step, part.height, part.width);
+        fetched.view().roi(vsk::roiCoi(src), 0, 0, part.height, part.width);
         if (op.swap) {
             // The destination part goes into the source first, through the
             // source's own tiled path.
@@ -250,20 +225,12 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
             const vsk::RoiSwap swap(src, &rect);
             transfer(kCopy, tile, src, nullptr);
         }
-        transfer(kCopy, &fetched.header, tile, nullptr);
-        vskFreeAligned(data);
+        transfer(kCopy, fetched.get(), tile, nullptr);
         return true;
     });
 }
 
 // ---- fill ------------------------------------------------------------------------
-
-// The fill value saturated to an element type (32-bit values pass as given).
-template <class T>
-T saturate(int value) {
-    return static_cast<T>(std::clamp<std::int64_t>(value, std::numeric_limits<T>::min(),
-                                                   std::numeric_limits<T>::max()));
-}
 
 // `count` values, `stride` values apart. Adjacent values get a loop of their
 // own, whose fixed step the compiler vectorises.
@@ -300,7 +267,7 @@ void plainFill(VskImage* image, int value) {
     const int stride = runs ? 1 : image->nChannels;
     vsk::dispatchDepth(image->depth, [&](auto zero) {
         using T = decltype(zero);
-        const T v = saturate<T>(value);
+        const T v = vsk::saturate<T>(value);  // 32-bit values pass as given
         a.reach(cols, sizeof(T), stride);
         if (sizeof(T) == 1 && runs) {
             eachRow(a, planes, rows, [&](char* row) {

@@ -24,12 +24,7 @@ const BandWalk kWalk{kSite,
 template <bool Reverse>
 struct SubtractInDouble {
     double v;
-    std::int32_t operator()(std::int32_t s) const {
-        const double d = Reverse ? v - s : s - v;
-        if (d > 2147483647.0) return std::numeric_limits<std::int32_t>::max();
-        if (d < -2147483648.0) return std::numeric_limits<std::int32_t>::min();
-        return static_cast<std::int32_t>(d);
-    }
+    std::int32_t operator()(std::int32_t s) const { return saturateToInt32(Reverse ? v - s : s - v); }
 };
 
 void subtractKernel(VskImage* const* images, int value, bool reverse) {

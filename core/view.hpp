@@ -1,0 +1,102 @@
+// Image views: the working headers through which an operation treats a
+// buffer as a small buffered image (a tile, a fetched rectangle, a gathered
+// block, or a buffered image with a ROI of its own), and the pixels of such a
+// buffer as row pointers and strides for the kernels.
+#pragma once
+
+#include "core.hpp"
+
+namespace vsk {
+
+// ---- working headers ---------------------------------------------------------
+
+// A VskImage header with a ROI record of its own. The header points at the
+// view's own ROI, so a view is neither copied nor moved; it is rebuilt in
+// place instead.
+class ImageView {
+public:
+    ImageView() = default;
+    ImageView(const ImageView&) = delete;
+    ImageView& operator=(const ImageView&) = delete;
+
+    // `data` as the buffer of a width x height image laid out like `like`
+    // (its channels, depth, data order, alignment, origin, names and border
+    // modes); row stride and data size are recomputed for that width. No ROI,
+    // tiles or mask.
+    ImageView& over(const VskImage* like, void* data, int width, int height);
+    // One tile's data of a tiled image, described at the full tile size.
+    ImageView& overTile(const VskImage* tiled, void* data);
+    // A copy of a buffered image's header, without ROI.
+    ImageView& copyOf(const VskImage* image);
+    // Gives the header a ROI (the view's own record).
+    ImageView& roi(int coi, int x, int y, int height, int width);
+
+    VskImage* get() { return &header_; }
+    const VskImage* get() const { return &header_; }
+
+private:
+    VskImage header_{};
+    VskROI roi_{};
+};
+
+// A view over a rectangle fetched from an image with vskGetRect (border
+// modes apply outside the image). The buffer is released with the object.
+class FetchedImage {
+public:
+    FetchedImage() = default;
+    ~FetchedImage() { release(); }
+    FetchedImage(const FetchedImage&) = delete;
+    FetchedImage& operator=(const FetchedImage&) = delete;
+
+    // Fetches width x height pixels at (x, y) of `image`, replacing what was
+    // held; the view has no ROI. Sizes are 64-bit so that callers can pass
+    // sums that overflow an int; false when the rectangle can't be had.
+    bool fetch(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
+               std::int64_t height);
+    void release();
+    bool held() const { return data_ != nullptr; }
+
+    ImageView& view() { return view_; }
+    VskImage* get() { return view_.get(); }
+
+private:
+    ImageView view_;
+    void* data_ = nullptr;
+};
+
+// ---- pixels of a buffer --------------------------------------------------------
+
+// A buffer laid out like an image's data: rows `stride` bytes apart, planes
+// `plane` bytes apart (plane order).
+struct Pixels {
+    char* data = nullptr;
+    std::int64_t stride = 0;
+    std::int64_t plane = 0;
+
+    char* row(int p, std::int64_t r) const { return data + p * plane + r * stride; }
+    template <class T>
+    T* rowAs(int p, std::int64_t r) const {
+        return reinterpret_cast<T*>(row(p, r));
+    }
+};
+
+// A width x height buffer laid out like `like` (its recomputed row stride).
+Pixels pixelsOf(const VskImage* like, void* data, int width, int height);
+// A buffered image's own buffer.
+inline Pixels pixelsOf(const VskImage* image) {
+    return pixelsOf(image, image->imageData, image->width, image->height);
+}
+// One tile's data of a tiled image.
+inline Pixels tilePixels(const VskImage* tiled, void* data) {
+    return pixelsOf(tiled, data, tiled->tileInfo->width, tiled->tileInfo->height);
+}
+
+// Copies w x h pixels at (fx, fy) of `from` to (tx, ty) of `to`, both laid out
+// like `like`, in `planes` planes (plane order) or one. 1-bit pixels are
+// moved as bit runs; the other bits of the destination bytes keep their
+// values.
+void copyPixels(const VskImage* like, const Pixels& from, std::int64_t fx, std::int64_t fy,
+                const Pixels& to, std::int64_t tx, std::int64_t ty, std::int64_t w,
+                std::int64_t h, int planes);
+
+}  // namespace vsk
