@@ -20,9 +20,13 @@ namespace {
 
 struct Failure {
     std::string message;
+    int status;
 };
 
-[[noreturn]] void die(const std::string& message) { throw Failure{message}; }
+// A file or an operation failed (exit status 1).
+[[noreturn]] void die(const std::string& message) { throw Failure{message, 1}; }
+// The command line itself is wrong (exit status 2).
+[[noreturn]] void badUsage(const std::string& message) { throw Failure{message, 2}; }
 
 // Library reports are printed as they come.
 int VSK_CALL printReport(int status, const char* func, const char* context, const char* file, int line) {
@@ -98,7 +102,7 @@ int toInt(const std::string& text, const std::string& what) {
     errno = 0;
     const long long v = std::strtoll(text.c_str(), &end, 0);
     if (text.empty() || *end || errno || v < INT32_MIN || v > UINT32_MAX)
-        die("invalid " + what + " '" + text + "' (expected an integer)");
+        badUsage("invalid " + what + " '" + text + "' (expected an integer)");
     return static_cast<int>(static_cast<std::int64_t>(v));
 }
 
@@ -111,7 +115,7 @@ std::vector<int> toInts(const std::string& text, std::size_t count, const std::s
         if (p == std::string::npos) break;
         start = p + 1;
     }
-    if (out.size() != count) die("invalid " + what + " '" + text + "' (expected " + std::to_string(count) + " numbers)");
+    if (out.size() != count) badUsage("invalid " + what + " '" + text + "' (expected " + std::to_string(count) + " numbers)");
     return out;
 }
 
@@ -122,9 +126,9 @@ std::pair<int, int> factor(const Args& a, const std::string& name, bool enlarge)
     const int u = toInt(text.substr(0, slash), "factor");
     const int l = slash == std::string::npos ? 1 : toInt(text.substr(slash + 1), "factor");
     if (it == a.options.end() && !enlarge) return {1, 2};
-    if (u <= 0 || l <= 0) die("invalid factor '" + text + "' (expected U/L with positive U and L)");
-    if (enlarge && u < l) die("zoom enlarges: the factor " + text + " must be at least 1 (use decimate)");
-    if (!enlarge && u > l) die("decimate reduces: the factor " + text + " must be at most 1 (use zoom)");
+    if (u <= 0 || l <= 0) badUsage("invalid factor '" + text + "' (expected U/L with positive U and L)");
+    if (enlarge && u < l) badUsage("zoom enlarges: the factor " + text + " must be at least 1 (use decimate)");
+    if (!enlarge && u > l) badUsage("decimate reduces: the factor " + text + " must be at most 1 (use zoom)");
     return {u, l};
 }
 
@@ -134,7 +138,7 @@ int interpolation(const Args& a) {
     if (it->second == "nn" || it->second == "nearest") return VSK_INTER_NN;
     if (it->second == "linear") return VSK_INTER_LINEAR;
     if (it->second == "cubic") return VSK_INTER_CUBIC;
-    die("invalid interpolation '" + it->second + "' (expected nn, linear or cubic)");
+    badUsage("invalid interpolation '" + it->second + "' (expected nn, linear or cubic)");
 }
 
 std::string option(const Args& a, const std::string& name, const std::string& fallback) {
@@ -174,6 +178,7 @@ void call(const std::string& what, const std::function<void()>& f) {
 
 // ---- commands ---------------------------------------------------------------------
 
+// Options that take no value.
 const std::set<std::string> kFlags = {"help", "reverse", "premul", "divide", "median"};
 
 // Same-size operations: the result starts as a copy of the input, and the
@@ -234,7 +239,7 @@ int fillCommand(const Args& a) {
 
 int mirrorCommand(const Args& a) {
     const int axis = toInt(option(a, "axis", "1"), "axis");
-    if (axis < -1 || axis > 1) die("invalid axis " + std::to_string(axis) + " (expected 0, 1 or -1)");
+    if (axis < -1 || axis > 1) badUsage("invalid axis " + std::to_string(axis) + " (expected 0, 1 or -1)");
     unary(a, "mirror", [&](VskImage* s, VskImage* d) { tvskMirror(s, d, axis, nullptr); });
     return 0;
 }
@@ -270,7 +275,7 @@ int decimateCommand(const Args& a) {
 
 int blurCommand(const Args& a) {
     const std::vector<int> size = toInts(option(a, "size", "5x5"), 2, "box size (ROWSxCOLS)", 'x');
-    if (size[0] <= 0 || size[1] <= 0) die("the box size must be positive");
+    if (size[0] <= 0 || size[1] <= 0) badUsage("the box size must be positive");
     std::vector<int> anchor = {size[1] / 2, size[0] / 2};
     if (a.options.count("anchor")) anchor = toInts(a.options.at("anchor"), 2, "anchor (x,y)");
     const std::string border = option(a, "border", "replicate");
@@ -278,7 +283,7 @@ int blurCommand(const Args& a) {
                                               {"replicate", VSK_BORDER_REPLICATE},
                                               {"reflect", VSK_BORDER_REFLECT},
                                               {"wrap", VSK_BORDER_WRAP}};
-    if (!modes.count(border)) die("invalid border mode '" + border + "'");
+    if (!modes.count(border)) badUsage("invalid border mode '" + border + "'");
     unary(a, "blur", [&](VskImage* s, VskImage* d) {
         vskSetBorderMode(s, modes.at(border), 15, 0);
         tvskBlur(s, d, size[0], size[1], anchor[0], anchor[1], nullptr);
@@ -320,7 +325,7 @@ int andCommand(const Args& a) {
 int compositeCommand(const Args& a) {
     const std::map<std::string, int> ops = {{"over", 0}, {"in", 1}, {"out", 2}, {"atop", 3}, {"xor", 4}, {"plus", 5}};
     const std::string op = option(a, "op", "over");
-    if (!ops.count(op)) die("invalid operator '" + op + "'");
+    if (!ops.count(op)) badUsage("invalid operator '" + op + "'");
     Image first = load(a.files[0]);
     Image second = load(a.files[1]);
     Image dst = duplicate(second.get());
@@ -356,7 +361,7 @@ int colorCommand(const Args& a) {
     if (a.options.count("fractions")) {
         const std::string t = a.options.at("fractions");
         if (std::sscanf(t.c_str(), "%f,%f,%f", &f[0], &f[1], &f[2]) != 3)
-            die("invalid fractions '" + t + "' (expected R,G,B)");
+            badUsage("invalid fractions '" + t + "' (expected R,G,B)");
     }
     Image src = load(a.files[0]);
     if (src->nChannels != 1) die(a.files[0] + " is not a grey image (use gray first)");
@@ -419,29 +424,25 @@ void ditherToEightBits(const Image& src, const Args& a, int jitter, int type, in
 
 int ditherCommand(const Args& a) {
     const int bits = toInt(option(a, "bits", "1"), "bits");
+    if (bits != 1 && bits != 8) badUsage("--bits must be 1 or 8");
     const std::map<std::string, int> types = {{"none", 1}, {"fs", 2}, {"jjn", 4}, {"stucki", 8}, {"ordered", 16}};
     const std::string type = option(a, "type", bits == 1 ? "none" : "fs");
-    if (!types.count(type)) die("invalid dither type '" + type + "'");
+    if (!types.count(type)) badUsage("invalid dither type '" + type + "'");
+    if (bits == 1 && types.at(type) != 1) badUsage("1-bit results take no dither filter (use --jitter)");
     const int levels = toInt(option(a, "levels", "2"), "levels");
     const int jitter = toInt(option(a, "jitter", "0"), "jitter");
-    if (jitter < 0 || jitter > 8) die("jitter must be 0..8");
+    if (jitter < 0 || jitter > 8) badUsage("jitter must be 0..8");
     Image src = load(a.files[0]);
     if (src->depth != VSK_8U) die(a.files[0] + " is not an 8-bit image");
-    if (bits == 1) {
-        if (types.at(type) != 1) die("1-bit results take no dither filter (use --jitter)");
-        ditherToOneBit(std::move(src), a, jitter);
-    } else if (bits == 8) {
-        ditherToEightBits(src, a, jitter, types.at(type), levels);
-    } else {
-        die("--bits must be 1 or 8");
-    }
+    if (bits == 1) ditherToOneBit(std::move(src), a, jitter);
+    else ditherToEightBits(src, a, jitter, types.at(type), levels);
     return 0;
 }
 
 int paletteCommand(const Args& a) {
     const int colors = toInt(option(a, "colors", "256"), "colour count");
     const int bits = colors == 2 ? 1 : colors == 16 ? 4 : colors == 256 ? 8 : 0;
-    if (!bits) die("--colors must be 2, 16 or 256");
+    if (!bits) badUsage("--colors must be 2, 16 or 256");
     Image src = load(a.files[0]);
     vsk::bmp::SaveOptions options;
     options.bitCount = bits;
@@ -458,7 +459,7 @@ struct Command {
     int outputs;  // output files
     const char* usage;
     const char* help;
-    std::vector<const char*> options;  // accepted options ("--x" takes a value, flags listed in kFlags)
+    std::vector<const char*> options;  // accepted options (those in kFlags take no value)
     int (*run)(const Args&);
     bool optionalOutput = false;  // the demo's directory may be left out
 };
@@ -553,15 +554,15 @@ Args parse(const Command& cmd, const std::vector<std::string>& argv) {
                 value = name.substr(eq + 1);
                 name = name.substr(0, eq);
             }
-            if (kFlags.count(name)) {
+            bool known = name == "help";
+            for (const char* o : cmd.options) known |= name == o + 2;
+            if (known && kFlags.count(name)) {
                 a.flags.insert(name);
                 continue;
             }
-            bool known = false;
-            for (const char* o : cmd.options) known |= name == o + 2;
-            if (!known) die(std::string(cmd.name) + ": unknown option --" + name + " (see vsk " + cmd.name + " --help)");
+            if (!known) badUsage(std::string(cmd.name) + ": unknown option --" + name + " (see vsk " + cmd.name + " --help)");
             if (eq == std::string::npos) {
-                if (i + 1 >= argv.size()) die(std::string(cmd.name) + ": option --" + name + " needs a value");
+                if (i + 1 >= argv.size()) badUsage(std::string(cmd.name) + ": option --" + name + " needs a value");
                 value = argv[++i];
             }
             a.options[name] = value;
@@ -601,7 +602,7 @@ int run(const std::vector<std::string>& argv) {
         return cmd->run(a);
     } catch (const Failure& f) {
         std::fprintf(stderr, "vsk: %s: %s\n", argv[0].c_str(), f.message.c_str());
-        return 1;
+        return f.status;
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "vsk: %s: out of memory\n", argv[0].c_str());
         return 1;
