@@ -330,10 +330,25 @@ TEST_F(Cli, ExtensionChoosesTheWriterAndSignatureTheReader) {
     for (int y = 0; y < 48; ++y)
         for (int x = 0; x < 64; ++x)
             for (int k = 0; k < 3; ++k) ASSERT_EQ(sampleAt(png.get(), x, y, k), sampleAt(card.get(), x, y, k));
-    EXPECT_EQ(run({"copy", path("card.bmp"), path("a.tif")}), 1);
-    EXPECT_NE(err.find("a.tif: unknown file type"), std::string::npos) << err;
     EXPECT_EQ(run({"copy", path("card.bmp"), path("a.png"), "--quality", "50"}), 2);
     EXPECT_NE(err.find("--quality applies to JPEG files only"), std::string::npos) << err;
+}
+
+TEST_F(Cli, OutputsTheBuildCannotWriteAreRefusedByName) {
+    EXPECT_EQ(run({"copy", path("card.bmp"), path("a.tif")}), 1);
+    EXPECT_NE(err.find("a.tif: unknown file type"), std::string::npos) << err;
+    bool missing = false;
+    for (Format f : {Format::Png, Format::Jpeg}) {
+        if (vsk::file::available(f)) continue;
+        missing = true;
+        const std::string name = f == Format::Png ? "a.png" : "a.jpg";
+        EXPECT_EQ(run({"copy", path("card.bmp"), path(name)}), 1);
+        EXPECT_NE(err.find(name + ": " + vsk::file::formatName(f) + " files are not supported by this build"),
+                  std::string::npos)
+            << err;
+    }
+    EXPECT_EQ(run({"--help"}), 0);
+    EXPECT_EQ(err.find("not available in this build") != std::string::npos, missing) << err;
 }
 
 TEST_F(Cli, DamagedPngAndJpegAreRefusedWithNameAndReason) {

@@ -80,7 +80,7 @@ std::optional<Format> formatOfName(const std::string& path) {
     return std::nullopt;
 }
 
-VskImage* decode(const std::uint8_t* data, std::size_t size, const Limits& limits,
+VskImage* decode(const std::uint8_t* data, std::size_t size, [[maybe_unused]] const Limits& limits,
                  std::string* description, std::string* error) {
     const std::optional<Format> format = sniff(data, size);
     if (!format) {
