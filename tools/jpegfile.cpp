@@ -67,8 +67,11 @@ void initErrors(JpegState* s) {
 
 // ---- reading -----------------------------------------------------------------------
 
+// The libjpeg records live in these records, not in the function that sets
+// the jump point, so they keep their values across the jump.
 struct JpegRead {
     JpegState state;  // first
+    jpeg_decompress_struct cinfo;
     jpeg_progress_mgr progress;
     const std::uint8_t* data;
     std::size_t size;
@@ -82,8 +85,7 @@ struct JpegRead {
 };
 
 bool readJpeg(JpegRead* r) {
-    jpeg_decompress_struct cinfo;
-    std::memset(&cinfo, 0, sizeof cinfo);
+    jpeg_decompress_struct& cinfo = r->cinfo;
     initErrors(&r->state);
     cinfo.err = &r->state.errors;
     if (setjmp(r->state.jump)) {
@@ -141,6 +143,7 @@ std::string describe(const JpegRead& r) {
 
 struct JpegWrite {
     JpegState state;  // first
+    jpeg_compress_struct cinfo;
     std::FILE* out;
     int quality;
     RowSource source;
@@ -148,8 +151,7 @@ struct JpegWrite {
 };
 
 bool writeJpegRows(JpegWrite* w) {
-    jpeg_compress_struct cinfo;
-    std::memset(&cinfo, 0, sizeof cinfo);
+    jpeg_compress_struct& cinfo = w->cinfo;
     initErrors(&w->state);
     cinfo.err = &w->state.errors;
     if (setjmp(w->state.jump)) {
