@@ -226,7 +226,7 @@ bool planRows(const VskImage* image, bool keepAlpha, RowSource* out, std::string
     if (depth != VSK_1U && depth != VSK_8U && depth != VSK_16U)
         return fail(why, "images of depth " + std::to_string(depth) + " cannot be written");
     const std::string seq(image->channelSeq, strnlen(image->channelSeq, 4));
-    int alpha = image->alphaChannel > 0 ? image->alphaChannel - 1 : -1;
+    int alpha = image->alphaChannel > 0 && n > 1 ? image->alphaChannel - 1 : -1;
     if (alpha < 0 && n == 2) alpha = 1;
     if (alpha < 0 && n == 4 && seq.find('A') != std::string::npos)
         alpha = static_cast<int>(seq.find('A'));
