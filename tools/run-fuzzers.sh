@@ -5,11 +5,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j"$(nproc)" --target vsk_fuzz_bmp vsk_fuzz_dib vsk_fuzz_seeds
+cmake --build --preset fuzz -j"$(nproc)" --target vsk_fuzz_bmp vsk_fuzz_dib vsk_fuzz_image vsk_fuzz_seeds
 work=build-fuzz/corpus
 rm -rf "$work"
 ./build-fuzz/fuzz/vsk_fuzz_seeds "$work/seeds"
-for target in bmp dib; do
+for target in bmp dib image; do
   mkdir -p "$work/$target"
   echo "== fuzzing $target for ${seconds}s"
   ./build-fuzz/fuzz/vsk_fuzz_$target -max_total_time="$seconds" -max_len=65536 -rss_limit_mb=2048 \
