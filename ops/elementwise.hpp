@@ -20,26 +20,16 @@ constexpr int kMaxOperands = 3;
 
 // ---- checks ------------------------------------------------------------------
 
-// One source's comparisons with the destination: condition texts and lines.
-struct SourceChecks {
-    const char* depthText;
-    int depthLine;
-    const char* orderText;
-    int orderLine;
-    const char* channelsText;
-    int channelsLine;
-};
+// Every header through the validator, one line per operand; reports the
+// first bad header with status -5 and returns true. The operations then
+// compare each source's depth with the destination's, then the data orders,
+// then the channels to process.
+bool reportBadHeaders(VskImage* const* images, int count, const int* lines, const Site& site);
 
 // The comparisons of a source named srcImage with dstImage.
 inline constexpr const char* kSrcDepthText = "(srcImage->depth != dstImage->depth)";
 inline constexpr const char* kSrcOrderText = "(srcImage->dataOrder != dstImage->dataOrder)";
 inline constexpr const char* kSrcChannelsText = "(nChSrc != nChDst)";
-
-// Every header through the validator (one line per operand), then the depth of
-// every source against the destination, then the data orders, then the
-// channel counts (1 when a ROI selects a channel, else nChannels). Reports the first failure with status -5 and returns true.
-bool failsOperandChecks(VskImage* const* images, int count, const int* headerLines,
-                        const SourceChecks* sources, const Site& site);
 
 // ---- which samples ---------------------------------------------------------------
 
