@@ -16,6 +16,7 @@ struct View {
     std::int64_t stride = 0;       // bytes per row
     std::int64_t planeStride = 0;  // bytes per plane
     std::int64_t x0 = 0, y0 = 0;   // image position of the view's first pixel
+    std::int64_t limit = INT64_MAX;  // bytes readable from base
 };
 
 struct Layout {
@@ -43,6 +44,11 @@ std::int64_t mapIndex(int mode, std::int64_t i, std::int64_t n) {
 void copyRun(const Layout& L, char* out, std::int64_t dx, const char* in, std::int64_t sx,
              std::int64_t count) {
     if (count <= 0) return;
+    if (!in) {
+        // An unreadable row gives zeros (1-bit buffers start cleared).
+        if (!L.bits) std::memset(out + dx * L.pixelBytes, 0, static_cast<std::size_t>(count * L.pixelBytes));
+        return;
+    }
     if (L.bits) {
         for (std::int64_t k = 0; k < count; ++k) vsk::putBit(out, dx + k, vsk::getBit(in, sx + k));
         return;
@@ -103,6 +109,8 @@ void fillFromView(const VskImage* image, const Layout& L, const View& v, char* b
             }
             // No view when every pixel of the rectangle is a constant.
             const char* in = v.base ? v.base + p * v.planeStride + (sy - v.y0) * v.stride : nullptr;
+            // A row past the end of a buffer that no longer matches its header reads as zeros.
+            if (in && (in - v.base) + (L.bits ? (W + 7) / 8 : W * L.pixelBytes) > v.limit) in = nullptr;
             auto outside = [&](std::int64_t from, std::int64_t to, int mode, int s) {
                 if ((mode & 3) == VSK_BORDER_CONSTANT) {
                     fillRun(L, out, from - x, to - from,
@@ -193,6 +201,7 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
         v.base = image->imageData;
         v.stride = vsk::imageStride(image);
         v.planeStride = v.stride * H;
+        v.limit = image->dataSize;
         fillFromView(image, L, v, buffer, stride, X, Y, width, height);
         return buffer;
     }

@@ -33,16 +33,23 @@ struct Plane {
     char* origin;
     std::int64_t step;
     int pitch;  // elements from one pixel to the next
+    std::int64_t room;  // bytes of the buffer from origin on
 
     Plane(const VskImage* image, int channel, int x, int y)
         : step(image->widthStep), pitch(pixelPitch(image)) {
         const std::int64_t plane =
             image->dataOrder == VSK_DATA_ORDER_PLANE ? step * image->height * channel : 0;
         const std::int64_t lead = image->dataOrder == VSK_DATA_ORDER_PLANE ? 0 : channel;
-        origin = image->imageData + plane + step * y +
-                 (std::int64_t{x} * pitch + lead) * static_cast<std::int64_t>(sizeof(T));
+        const std::int64_t offset = plane + step * y + (std::int64_t{x} * pitch + lead) * static_cast<std::int64_t>(sizeof(T));
+        origin = image->imageData + offset;
+        room = image->dataSize - offset;
     }
     T* row(std::int64_t r) const { return reinterpret_cast<T*>(origin + step * r); }
+    // True when `cols` pixels of row r lie inside the buffer; rows past the end
+    // of a buffer that no longer matches its header are not written.
+    bool holds(std::int64_t r, int cols) const {
+        return step * r + ((std::int64_t{cols} - 1) * pitch + 1) * static_cast<std::int64_t>(sizeof(T)) <= room;
+    }
 };
 
 template <class T>
@@ -61,13 +68,15 @@ void blurChannel(const Plane<T>& in, const Plane<T>& out, const BlurBox& box, in
         for (std::int64_t j = 0; j < span; ++j) col[j] = col[j] + S::load(src[j * ip]);
     }
     for (int i = 0; i < rows; ++i) {
-        T* dst = out.row(i);
+        T* dst = out.holds(i, cols) ? out.row(i) : nullptr;
         Row sum{};
         for (int k = 0; k < nC; ++k) sum += static_cast<Row>(col[k]);
-        dst[0] = static_cast<T>(truncInt32(S::value(sum) * r));
-        for (int j = 1; j < cols; ++j) {
-            sum += static_cast<Row>(col[j - 1 + nC] - col[j - 1]);
-            dst[std::int64_t{j} * op] = static_cast<T>(truncInt32(S::value(sum) * r));
+        if (dst) {
+            dst[0] = static_cast<T>(truncInt32(S::value(sum) * r));
+            for (int j = 1; j < cols; ++j) {
+                sum += static_cast<Row>(col[j - 1 + nC] - col[j - 1]);
+                dst[std::int64_t{j} * op] = static_cast<T>(truncInt32(S::value(sum) * r));
+            }
         }
         if (i + 1 == rows) break;
         // Each column sum moves down one row.
@@ -85,7 +94,7 @@ void blurTyped(const VskImage* block, VskImage* dst, const BlurBox& box, int row
         // A box of one pixel is a copy; nothing is scaled.
         for (int c = box.first; c <= box.last; ++c) {
             const Plane<T> in(block, c, 0, 0), out(dst, c, dx, dy);
-            for (int i = 0; i < rows; ++i) {
+            for (int i = 0; i < rows && out.holds(i, cols); ++i) {
                 const T* s = in.row(i);
                 T* d = out.row(i);
                 for (int j = 0; j < cols; ++j) d[std::int64_t{j} * out.pitch] = s[std::int64_t{j} * in.pitch];

@@ -249,6 +249,18 @@ VSK_API void VSK_CALL tvskGrayToColor(VskImage *srcImage, VskImage *dstImage,
 /* ---- device-independent bitmaps */
 VSK_API VskImage *VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER *dib, int *cloneData);
 VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER *dib, VskImage *image);
+/* Writes an image into a DIB the caller prepared (same width, positive height
+ * equal to the image's). The library cannot see the DIB's size: with
+ * stride = ((biWidth * biBitCount + 31) / 32) * 4 and entries = the declared
+ * table (biClrUsed, or 2^biBitCount when 0, for 1, 4 and 8 bits; 3 masks for
+ * BI_BITFIELDS), prepare 40 + 4 * entries + stride * biHeight bytes for
+ * paletteConversion 0 and 1 (a fixed table of 2, 16 or 256 entries replaces a
+ * declared table of that size; biClrUsed stays). For paletteConversion 2 on a
+ * 1-, 4- or 8-bit DIB prepare 40 + 4 * max(2^biBitCount, entries) +
+ * stride * biHeight bytes: up to 2^biBitCount entries are written, biClrUsed is
+ * rewritten to their number, and the rows follow at 40 + 4 * biClrUsed, so
+ * they move. Bit counts other than 1, 4, 8, 16, 24, 32 are refused before
+ * anything is written. */
 VSK_API void VSK_CALL tvskConvertToDIB(VskImage *image, BITMAPINFOHEADER *dib, int dither,
                                        int paletteConversion);
 

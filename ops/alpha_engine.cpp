@@ -207,6 +207,22 @@ bool nextBlock(int& start, int& length, int total, int tile, int offset) {
     return true;
 }
 
+// The rows of a block of `cols` columns whose samples, in every channel of
+// every image, lie inside the image's buffer: all of them, unless a header no
+// longer matches its buffer, whose rows past the end are not processed.
+int rowsInside(VskImage* const* images, int count, int rows, int cols) {
+    for (int i = 0; i < count; ++i) {
+        const VskImage* image = images[i];
+        const Layout l = layoutOf(image);
+        const bool plane = image->dataOrder == VSK_DATA_ORDER_PLANE;
+        const std::int64_t reach = (plane ? (image->nChannels - 1) * l.channelBytes : 0) +
+                                   std::int64_t{cols} * l.step * depthBytes(image->depth);
+        const std::int64_t room = image->dataSize - (l.origin - image->imageData) - reach;
+        rows = room < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(rows, room / l.rowBytes + 1));
+    }
+    return rows;
+}
+
 }  // namespace
 
 void runBlocks(const BlockSet& set, const Extent& size, const int* tilePoint, const Site& site,
@@ -217,14 +233,14 @@ void runBlocks(const BlockSet& set, const Extent& size, const int* tilePoint, co
     if (ref < 0) {
         VskImage* images[kMaxSlots];
         for (int i = 0; i < set.count(); ++i) images[i] = set.image(i);
-        body(context, images, size.rows, size.cols);
+        body(context, images, rowsInside(images, set.count(), size.rows, size.cols), size.cols);
         return;
     }
     const VskImage* reference = set.image(ref);
     const int tw = reference->tileInfo->width, th = reference->tileInfo->height;
     const int ox = roiX(reference), oy = roiY(reference);
     auto run = [&](VskImage* const* images, int rows, int cols) {
-        body(context, images, rows, cols);
+        body(context, images, rowsInside(images, set.count(), rows, cols), cols);
     };
     BlockContext blocks(set, std::min(tw, size.cols), std::min(th, size.rows));
 

@@ -52,6 +52,7 @@ bool planRegion(VskImage* const* images, int count, CoiMix mix, WholeUnit unit, 
         for (int i = 0; i < count; ++i) {
             r.start[i] = images[i]->imageData;
             r.stride[i] = 1;
+            r.room[i] = r.extent[i] = r.length * size;
         }
         return r.length > 0;
     }
@@ -69,12 +70,15 @@ bool planRegion(VskImage* const* images, int count, CoiMix mix, WholeUnit unit, 
     r.rows = rows;
     r.planes = 1;
 
+    auto roomOf = [&](int i) { return images[i]->dataSize - (r.start[i] - images[i]->imageData); };
     if (bytes == 0) {  // 1-bit data has one channel
         r.length = cols;
         for (int i = 0; i < count; ++i) {
             r.start[i] = rect[i].start + rect[i].x / 8;
             r.bit[i] = rect[i].x % 8;
             r.rowStep[i] = rect[i].step;
+            r.room[i] = roomOf(i);
+            r.extent[i] = (r.bit[i] + r.length - 1) / 8 + 1;
         }
         return true;
     }
@@ -98,13 +102,19 @@ bool planRegion(VskImage* const* images, int count, CoiMix mix, WholeUnit unit, 
     if (!anySelects && plane) r.planes = dst->nChannels;  // every plane in turn
     if (!anySelects && !plane) r.length = std::int64_t{cols} * dst->nChannels;
 
-    // Rows that follow one another without a gap in every image form one run.
+    // Rows that follow one another without a gap in every image form one run
+    // (when all of it lies inside each buffer).
     bool contiguous = true;
-    for (int i = 0; i < count; ++i)
-        contiguous = contiguous && r.rowStep[i] == r.length * r.stride[i] * bytes;
+    for (int i = 0; i < count; ++i) {
+        r.room[i] = roomOf(i);
+        r.extent[i] = ((r.length - 1) * r.stride[i] + 1) * bytes;
+        contiguous = contiguous && r.rowStep[i] == r.length * r.stride[i] * bytes &&
+                     (r.planes - 1) * r.planeStep[i] + r.rows * r.rowStep[i] <= r.room[i];
+    }
     if (contiguous) {
         r.length *= r.rows;
         r.rows = 1;
+        for (int i = 0; i < count; ++i) r.extent[i] = r.length * r.stride[i] * bytes;
     }
     return true;
 }

@@ -56,6 +56,15 @@ struct Region {
     int rows = 0;
     int planes = 0;
     bool whole = false;                  // one flat run over the whole buffers
+    std::int64_t room[kMaxOperands] = {};    // bytes of each buffer from start on
+    std::int64_t extent[kMaxOperands] = {};  // bytes one row of each operand touches
+
+    // Rows past the end of a buffer that no longer matches its header are skipped.
+    bool inside(int plane, int y) const {
+        for (int i = 0; i < count; ++i)
+            if (plane * planeStep[i] + y * rowStep[i] + extent[i] > room[i]) return false;
+        return true;
+    }
 };
 
 // Plans the work on `count` buffered headers. The whole buffers form one run
@@ -96,6 +105,7 @@ void forEachRow(const Region& r, Row row) {
     T* p[kMaxOperands] = {};
     for (int plane = 0; plane < r.planes; ++plane)
         for (int y = 0; y < r.rows; ++y) {
+            if (!r.inside(plane, y)) continue;
             for (int i = 0; i < r.count; ++i)
                 p[i] = reinterpret_cast<T*>(r.start[i] + plane * r.planeStep[i] + y * r.rowStep[i]);
             row(p);
@@ -136,6 +146,7 @@ void mapRegion2(const Region& r, F f) {
 template <int Sources, class F>
 void mapBitRegion(const Region& r, F f) {
     for (int y = 0; y < r.rows; ++y) {
+        if (!r.inside(0, y)) continue;
         BitSource src[Sources];
         for (int i = 0; i < Sources; ++i)
             src[i] = BitSource(reinterpret_cast<const std::uint8_t*>(r.start[i] + y * r.rowStep[i]),

@@ -218,6 +218,17 @@ TEST(AlphaComposite, RegionsAtTheBufferEndStayInside) {
             tvskAlphaComposite(A.get(), B.get(), D.get(), 3, nullptr, nullptr, nullptr, 1, divide, nullptr);
             tvskAlphaComposite(A.get(), B.get(), D.get(), 3, alpha.get(), nullptr, nullptr, 0, divide, nullptr);
             tvskAlphaCompositeC(A.get(), B.get(), D.get(), 2, 10, -1, 0, divide, nullptr);
+            // Headers grown after allocation: rows past their buffers are left alone.
+            D.get()->height += 4;
+            A.get()->width += 3;
+            setRoi(D.get(), 0, 0, 0, 99, 99);
+            tvskAlphaComposite(A.get(), B.get(), D.get(), 0, nullptr, nullptr, nullptr, 0, divide, nullptr);
+            tvskAlphaCompositeC(A.get(), B.get(), D.get(), 4, 10, -1, 0, divide, nullptr);
+            vskPreMultiplyAlpha(D.get(), -1, nullptr);
+            vskMultiplyScale(A.get(), B.get(), D.get(), nullptr);
+            vskMultiplySScale(A.get(), D.get(), 9, nullptr);
+            D.get()->height -= 4;
+            A.get()->width -= 3;
             EXPECT_TRUE(capture.reports().empty());
         }
 }

@@ -163,6 +163,15 @@ TEST(Blur, EdgeCases) {
     tvskBlur(spike.get(), seen.get(), 3, 3, 0, 0, nullptr);
     for (int y = 0; y < 10; ++y)
         for (int x = 0; x < 10; ++x) EXPECT_EQ(get(seen.get(), x, y), x >= 3 && x <= 5 && y >= 3 && y <= 5 ? 10 : 0);
+    // A destination header grown after allocation: rows past its buffer are not written.
+    for (int box : {1, 3}) {
+        GuardedImage g(1, VSK_8U, 0, 4, 6);
+        ImagePtr s = makeImage(1, VSK_8U, 0, 9, 6, 100);
+        g.get()->height = 9;
+        tvskBlur(s.get(), g.get(), box, box, 0, 0, nullptr);
+        g.get()->height = 4;
+        EXPECT_EQ(get(g.get(), 0, 3), 100) << box;
+    }
     // A box of no pixels has no mean: 0 at 8 and 16 bits, 0x80000000 at 32.
     for (unsigned depth : {VSK_8U, VSK_16S, VSK_32S}) {
         ImagePtr s = makeImage(1, depth, 0, 3, 3, 50), d = makeImage(1, depth, 0, 3, 3, 7);

@@ -490,4 +490,15 @@ TEST(GetRect, ReadsNothingOutsideAGuardedBuffer) {
                 vskFreeAligned(p);
             }
     }
+    // A header grown after allocation: rows past the buffer's end read as zeros.
+    fillRandom(g.get(), 3);
+    g.get()->height = 9;
+    auto* p = static_cast<std::uint8_t*>(vskGetRect(g.get(), 0, 0, 5, 9, nullptr));
+    ASSERT_NE(p, nullptr);
+    for (int k = 0; k < 15; ++k) {
+        EXPECT_EQ(p[6 * 16 + k], get(g.get(), k / 3, 6, k % 3));
+        EXPECT_EQ(p[7 * 16 + k] | p[8 * 16 + k], 0);
+    }
+    vskFreeAligned(p);
+    g.get()->height = 7;
 }
