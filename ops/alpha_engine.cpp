@@ -217,8 +217,8 @@ int rowsInside(VskImage* const* images, int count, int rows, int cols) {
         const bool plane = image->dataOrder == VSK_DATA_ORDER_PLANE;
         const std::int64_t reach = (plane ? (image->nChannels - 1) * l.channelBytes : 0) +
                                    std::int64_t{cols} * l.step * depthBytes(image->depth);
-        const std::int64_t room = image->dataSize - (l.origin - image->imageData) - reach;
-        rows = room < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(rows, room / l.rowBytes + 1));
+        rows = static_cast<int>(
+            vsk::rowsInside(image->dataSize - (l.origin - image->imageData), reach, l.rowBytes, rows));
     }
     return rows;
 }
