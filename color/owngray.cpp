@@ -138,10 +138,7 @@ void ownColorToGray(const Block& b) {
     const LumaRule* rule = nullptr;
     for (const LumaRule& r : kLumaRules)
         if (r.src == s->depth && r.dst == d->depth) rule = &r;
-    if (!rule) {
-        report(pixelSite("ownColorToGray"), 486, "errInOutDepth");
-        return;
-    }
+    if (reportFirst(pixelSite("ownColorToGray"), {{!rule, 486, "errInOutDepth"}})) return;
     GrayPlan plan{};
     plan.rows = b.rows;
     plan.count = valuesPerRow(b);
@@ -172,19 +169,16 @@ void ownColorToGray(const Block& b) {
 void ownGrayToColor(const Block& b, float redFraction, float greenFraction, float blueFraction) {
     const VskImage* s = b.src;
     const VskImage* d = b.dst;
-    const Site site = pixelSite("ownGrayToColor");
     const bool fromBits = s->depth == VSK_1U;
-    if ((fromBits && d->depth != VSK_8U) ||
-        (!fromBits && s->depth != VSK_8U && s->depth != VSK_16U && s->depth != VSK_32S)) {
-        report(site, 1024, "errInOutDepth");
-        return;
-    }
     // The row counter is 16 bits wide: taller blocks are refused rather than
     // looping without end.
-    if (b.rows > 65535) {
-        report(site, 1024, "errHeight");
+    if (reportFirst(pixelSite("ownGrayToColor"),
+                    {{(fromBits && d->depth != VSK_8U) ||
+                          (!fromBits && s->depth != VSK_8U && s->depth != VSK_16U &&
+                           s->depth != VSK_32S),
+                      1024, "errInOutDepth"},
+                     {b.rows > 65535, 1024, "errHeight"}}))
         return;
-    }
     const GrayToColorCoeffs k =
         grayToColorCoeffs(d->depth, redFraction, greenFraction, blueFraction);
     // The loop layout follows the source's data order (deliberately not the

@@ -231,9 +231,13 @@ void ownHueConvert(const Block& b, HueConversion conversion) {
     // The names are rewritten before the depth test; the fourth letters stay.
     std::memcpy(b.dst->colorModel, layer.target, 3);
     std::memcpy(b.dst->channelSeq, layer.target, 3);
-    if (!dispatchDepth<Depths<uint8_t, uint16_t, int32_t>>(
-            b.src->depth, [&](auto t) { hueRows<decltype(t)>(b, conversion); }))
-        report(pixelSite(layer.name), layer.line, "errInOutDepth");
+    const unsigned depth = b.src->depth;
+    if (reportFirst(pixelSite(layer.name),
+                    {{depth != VSK_8U && depth != VSK_16U && depth != VSK_32S, layer.line,
+                      "errInOutDepth"}}))
+        return;
+    dispatchDepth<Depths<uint8_t, uint16_t, int32_t>>(
+        depth, [&](auto t) { hueRows<decltype(t)>(b, conversion); });
 }
 
 }  // namespace vsk::color

@@ -29,18 +29,12 @@ struct DepthFaultLines {
 
 bool reducible(const VskImage* s, const VskImage* d, const Site& site,
                const DepthFaultLines& lines) {
-    if (s->depth == VSK_16U && d->depth != VSK_8U) {
-        report(site, lines.from16, "errOutDepth");
-        return false;
-    }
-    if (s->depth == VSK_8U && d->depth != VSK_1U) {
-        report(site, lines.from8, "errOutDepth");
-        return false;
-    }
-    const bool ok = s->depth == VSK_16U || s->depth == VSK_8U ||
-                    (s->depth == VSK_32S && (d->depth == VSK_16U || d->depth == VSK_8U));
-    if (!ok) report(site, lines.other, "errInOutDepth");
-    return ok;
+    const bool pair = s->depth == VSK_16U || s->depth == VSK_8U ||
+                      (s->depth == VSK_32S && (d->depth == VSK_16U || d->depth == VSK_8U));
+    return !reportFirst(
+        site, {{s->depth == VSK_16U && d->depth != VSK_8U, lines.from16, "errOutDepth"},
+               {s->depth == VSK_8U && d->depth != VSK_1U, lines.from8, "errOutDepth"},
+               {!pair, lines.other, "errInOutDepth"}});
 }
 
 // Values per row and planes of a reduction: the destination's.
@@ -348,16 +342,12 @@ void ownjitter_rect(const Block& b, int jitterType, const JitterTables& tables) 
 
 void own_dither_rect(const VskImage* image, int ditherType, Area data, int width, int height,
                      std::int64_t step, int levels) {
-    const Site site = pixelSite("own_dither_rect");
-    if (image->depth != VSK_8U && image->depth != VSK_16U) {
-        report(site, 316, "errInDepth");
-        return;
-    }
     const bool grey = image->channelSeq[0] == 'G';
-    if (ditherType != 2 && ditherType != 4 && ditherType != 8 && ditherType != 16) {
-        report(site, grey ? 385 : 320, "errDitherOption");
+    if (reportFirst(pixelSite("own_dither_rect"),
+                    {{image->depth != VSK_8U && image->depth != VSK_16U, 316, "errInDepth"},
+                     {ditherType != 2 && ditherType != 4 && ditherType != 8 && ditherType != 16,
+                      grey ? 385 : 320, "errDitherOption"}}))
         return;
-    }
     int q = (image->depth == VSK_8U ? 255 : 65535) >> levels;
     if (q == 0) q = 1;
     const int64_t s = pixelPitch(image);

@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <initializer_list>
 #include <type_traits>
 
 #include "vsk_internal.h"
@@ -168,6 +169,25 @@ struct Site {
 inline void report(const Site& site, int line, const char* text, int status = VSK_STATUS_BAD_ARG) {
     vskReportError(status, site.func, text, site.file, line);
 }
+
+// One argument check of an operation: reported with `text` at `line` when
+// `condition` holds. An operation lists its checks as rows in the order it
+// runs them. Conditions are evaluated when the list is built, so a condition
+// that needs an earlier check to pass guards itself or starts a list of its
+// own.
+struct Check {
+    bool condition;
+    int line;
+    const char* text;
+};
+
+// Reports the first check whose condition holds (status -5) and returns
+// true; false when none holds.
+bool reportFirst(const Site& site, std::initializer_list<Check> checks);
+
+// Reports every check whose condition holds, in order; true if any did. For
+// the operations that report several faults before testing the status.
+bool reportAll(const Site& site, std::initializer_list<Check> checks);
 
 // Header reporting by mask: if the header is bad, reports the concatenated
 // header messages with status -5 and returns true.

@@ -4,6 +4,8 @@
 // buffer as row pointers and strides for the kernels.
 #pragma once
 
+#include <algorithm>
+
 #include "core.hpp"
 
 namespace vsk {
@@ -79,6 +81,17 @@ struct Pixels {
         return reinterpret_cast<T*>(row(p, r));
     }
 };
+
+// Of `rows` rows `step` bytes apart, each touching `extent` bytes from its
+// start, the number that lie wholly within the `room` bytes of a buffer from
+// the first row's start on. A header that no longer matches its buffer
+// (fields changed after allocation, a data size that wrapped in 32 bits) is
+// processed up to the buffer's end only.
+inline std::int64_t rowsInside(std::int64_t room, std::int64_t extent, std::int64_t step,
+                               std::int64_t rows) {
+    if (rows <= 0 || room < extent) return 0;
+    return step <= 0 ? rows : std::min(rows, (room - extent) / step + 1);
+}
 
 // A width x height buffer laid out like `like` (its recomputed row stride).
 Pixels pixelsOf(const VskImage* like, void* data, int width, int height);

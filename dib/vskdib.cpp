@@ -20,26 +20,15 @@ const vsk::Site kTranslate{"vskTranslateDIB", "vskdib"};
 const vsk::Site kConvertFrom{"vskConvertFromDIB", "vskdib"};
 const vsk::Site kConvertTo{"vskConvertToDIB", "vskdib"};
 
-const char kDibNull[] = "(dib == ((void *)0))";
-const char kSizeText[] = "(dib->biSize != sizeof(BITMAPINFOHEADER))";
-const char kPlanesText[] = "(dib->biPlanes != 1)";
-const char kCompressionText[] = "(dib->biCompression != 0) && (dib->biCompression != 3)";
-
-// The three header checks shared by every DIB operation.
+// The three header checks shared by every DIB operation, at three
+// consecutive lines.
 bool badDibHeader(const BITMAPINFOHEADER* dib, const vsk::Site& site, int sizeLine) {
-    if (dib->biSize != sizeof(BITMAPINFOHEADER)) {
-        vsk::report(site, sizeLine, kSizeText);
-        return true;
-    }
-    if (dib->biPlanes != 1) {
-        vsk::report(site, sizeLine + 1, kPlanesText);
-        return true;
-    }
-    if (dib->biCompression != BI_RGB && dib->biCompression != BI_BITFIELDS) {
-        vsk::report(site, sizeLine + 2, kCompressionText);
-        return true;
-    }
-    return false;
+    return vsk::reportFirst(
+        site, {{dib->biSize != sizeof(BITMAPINFOHEADER), sizeLine,
+                "(dib->biSize != sizeof(BITMAPINFOHEADER))"},
+               {dib->biPlanes != 1, sizeLine + 1, "(dib->biPlanes != 1)"},
+               {dib->biCompression != BI_RGB && dib->biCompression != BI_BITFIELDS, sizeLine + 2,
+                "(dib->biCompression != 0) && (dib->biCompression != 3)"}});
 }
 
 // The closing failure: an internal error unless something was reported already.
@@ -287,15 +276,10 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
 extern "C" {
 
 VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cloneData) {
-    if (!dib) {
-        vsk::report(kTranslate, 151, kDibNull);
+    if (vsk::reportFirst(kTranslate, {{!dib, 151, "(dib == ((void *)0))"},
+                                      {!cloneData, 152, "(cloneData == ((void *)0))"}}) ||
+        badDibHeader(dib, kTranslate, 153))
         return nullptr;
-    }
-    if (!cloneData) {
-        vsk::report(kTranslate, 152, "(cloneData == ((void *)0))");
-        return nullptr;
-    }
-    if (badDibHeader(dib, kTranslate, 153)) return nullptr;
 
     struct Layout {
         int nChannels, alpha;
@@ -325,10 +309,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
             case 32: layout = dib->biCompression == BI_RGB ? &rgba : &rgbaMasked; break;
         }
     }
-    if (!layout) {
-        vsk::report(kTranslate, 246, "Bad dib->biBitCount");
-        return nullptr;
-    }
+    if (vsk::reportFirst(kTranslate, {{!layout, 246, "Bad dib->biBitCount"}})) return nullptr;
     *cloneData = layout->flag;
 
     const std::int64_t height = absHeight(dib);
@@ -370,17 +351,14 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
 }
 
 VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* image) {
-    if (vsk::reportBadHeader(image, kConvertFrom, 533)) return;
-    if (!dib) {
-        vsk::report(kConvertFrom, 534, "dib==0");
+    if (vsk::reportBadHeader(image, kConvertFrom, 533) ||
+        vsk::reportFirst(kConvertFrom, {{!dib, 534, "dib==0"}}) ||
+        badDibHeader(dib, kConvertFrom, 536))
         return;
-    }
-    if (badDibHeader(dib, kConvertFrom, 536)) return;
     const std::int64_t rows = absHeight(dib);
-    if (image->width < dib->biWidth || image->height < rows) {
-        vsk::report(kConvertFrom, 543, "image size is too small");
+    if (vsk::reportFirst(kConvertFrom, {{image->width < dib->biWidth || image->height < rows, 543,
+                                         "image size is too small"}}))
         return;
-    }
     // A tiled image has no buffer to write into.
     if (!image->imageData) return closingFailure(kConvertFrom, 801);
 
@@ -389,10 +367,9 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     DibReader reader = dibReader(bits);
     if ((bits == 16 || bits == 32) && !vsk::dib::fieldsOf(dib, &fields)) reader = nullptr;
     const Order order = orderOf(image);
-    if (order == Order::Unknown) {
-        vsk::report(kConvertFrom, 629, "image->channelSeq unsupport");
+    if (vsk::reportFirst(kConvertFrom,
+                         {{order == Order::Unknown, 629, "image->channelSeq unsupport"}}))
         return closingFailure(kConvertFrom, 801);
-    }
     const int ch = image->nChannels;
     const unsigned depth = image->depth;
     const bool writable = (ch == 1 && (depth == VSK_1U || depth == VSK_8U || depth == VSK_16U)) ||
@@ -434,26 +411,30 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
 
 VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, int dither,
                                        int paletteConversion) {
-    if (vsk::reportBadHeader(image, kConvertTo, 1964)) return;
-    if (!dib) return vsk::report(kConvertTo, 1965, "dib==0");
-    if (image->nChannels <= 0 || image->nChannels > 4)
-        return vsk::report(kConvertTo, 1967, "(image->nChannels <= 0 || image->nChannels > 4)");
-    if (image->depth & 0x80000000u) return vsk::report(kConvertTo, 1969, "(image->depth & 0x80000000)");
-    if (image->alphaChannel != 0 && image->alphaChannel != 4)
-        return vsk::report(kConvertTo, 1970, "(image->alphaChannel != 0 && image->alphaChannel != 4)");
-    if (image->alphaChannel == 0 && image->nChannels != 3 && image->nChannels != 1)
-        return vsk::report(kConvertTo, 1973, "(image->nChannels != 3 && image->nChannels != 1)");
-    if (image->alphaChannel != 0 && image->nChannels != 4)
-        return vsk::report(kConvertTo, 1977, "(image->nChannels != 4)");
-    // Deliberately a signed comparison: a top-down DIB is always refused.
-    if (image->width != dib->biWidth || image->height != dib->biHeight)
-        return vsk::report(kConvertTo, 1979,
-                           "(image->width != dib->biWidth || image->height != dib->biHeight)");
-    if (badDibHeader(dib, kConvertTo, 1982)) return;
-    if (dither != 8 && dither != 1) return vsk::report(kConvertTo, 1987, "(dither != 8 && dither != 1)");
-    if (paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)
-        return vsk::report(kConvertTo, 1989,
-                           "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)");
+    if (vsk::reportBadHeader(image, kConvertTo, 1964) ||
+        vsk::reportFirst(kConvertTo, {{!dib, 1965, "dib==0"}}))
+        return;
+    const int ch = image->nChannels, alpha = image->alphaChannel;
+    // Deliberately a signed comparison of the heights: a top-down DIB is
+    // always refused.
+    if (vsk::reportFirst(
+            kConvertTo,
+            {{ch <= 0 || ch > 4, 1967, "(image->nChannels <= 0 || image->nChannels > 4)"},
+             {(image->depth & 0x80000000u) != 0, 1969, "(image->depth & 0x80000000)"},
+             {alpha != 0 && alpha != 4, 1970,
+              "(image->alphaChannel != 0 && image->alphaChannel != 4)"},
+             {alpha == 0 && ch != 3 && ch != 1, 1973,
+              "(image->nChannels != 3 && image->nChannels != 1)"},
+             {alpha != 0 && ch != 4, 1977, "(image->nChannels != 4)"},
+             {image->width != dib->biWidth || image->height != dib->biHeight, 1979,
+              "(image->width != dib->biWidth || image->height != dib->biHeight)"}}) ||
+        badDibHeader(dib, kConvertTo, 1982) ||
+        vsk::reportFirst(
+            kConvertTo,
+            {{dither != 8 && dither != 1, 1987, "(dither != 8 && dither != 1)"},
+             {paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2, 1989,
+              "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)"}}))
+        return;
     // Reading needs the image's own buffer.
     if (!image->imageData) return closingFailure(kConvertTo, 2257);
 
@@ -506,15 +487,11 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         return finish(true);
     }
     if (!vsk::dib::readImageRow(source, 0, line.data())) return finish(true);
-    if (order == Order::Unknown) {
-        vsk::report(kConvertTo, 2109, "image->channelSeq unsupport");
-        return finish(true);
-    }
     const DibWriter writer = dibWriter(bits);
-    if (!writer) {
-        vsk::report(kConvertTo, 2176, "dib-<biBitCount is bad");
+    if (vsk::reportFirst(kConvertTo,
+                         {{order == Order::Unknown, 2109, "image->channelSeq unsupport"},
+                          {!writer, 2176, "dib-<biBitCount is bad"}}))
         return finish(true);
-    }
 
     vsk::dib::NearestIndex nearest(dib);
     const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);

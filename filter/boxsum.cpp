@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "numeric.hpp"
+#include "view.hpp"
 
 namespace vsk {
 
@@ -45,10 +46,11 @@ struct Plane {
         room = image->dataSize - offset;
     }
     T* row(std::int64_t r) const { return reinterpret_cast<T*>(origin + step * r); }
-    // True when `cols` pixels of row r lie inside the buffer; rows past the end
+    // The rows of `cols` pixels that lie inside the buffer: rows past the end
     // of a buffer that no longer matches its header are not written.
-    bool holds(std::int64_t r, int cols) const {
-        return step * r + ((std::int64_t{cols} - 1) * pitch + 1) * static_cast<std::int64_t>(sizeof(T)) <= room;
+    int rowsInside(int rows, int cols) const {
+        const std::int64_t extent = ((std::int64_t{cols} - 1) * pitch + 1) * std::int64_t{sizeof(T)};
+        return static_cast<int>(vsk::rowsInside(room, extent, step, rows));
     }
 };
 
@@ -67,8 +69,9 @@ void blurChannel(const Plane<T>& in, const Plane<T>& out, const BlurBox& box, in
         const T* src = in.row(k);
         for (std::int64_t j = 0; j < span; ++j) col[j] = col[j] + S::load(src[j * ip]);
     }
+    const int written = out.rowsInside(rows, cols);
     for (int i = 0; i < rows; ++i) {
-        T* dst = out.holds(i, cols) ? out.row(i) : nullptr;
+        T* dst = i < written ? out.row(i) : nullptr;
         Row sum{};
         for (int k = 0; k < nC; ++k) sum += static_cast<Row>(col[k]);
         if (dst) {
@@ -94,7 +97,7 @@ void blurTyped(const VskImage* block, VskImage* dst, const BlurBox& box, int row
         // A box of one pixel is a copy; nothing is scaled.
         for (int c = box.first; c <= box.last; ++c) {
             const Plane<T> in(block, c, 0, 0), out(dst, c, dx, dy);
-            for (int i = 0; i < rows && out.holds(i, cols); ++i) {
+            for (int i = 0, n = out.rowsInside(rows, cols); i < n; ++i) {
                 const T* s = in.row(i);
                 T* d = out.row(i);
                 for (int j = 0; j < cols; ++j) d[std::int64_t{j} * out.pitch] = s[std::int64_t{j} * in.pitch];

@@ -123,13 +123,13 @@ extern "C" {
 
 VSK_API void VSK_CALL tvskBlur(VskImage* srcImage, VskImage* dstImage, int nRows, int nCols,
                                int anchorX, int anchorY, const int* tilePoint) {
-    if (reportBadHeader(srcImage, kSite, 272)) return;
-    if (reportBadHeader(dstImage, kSite, 273)) return;
-    if (srcImage->depth != dstImage->depth)
-        return report(kSite, 274, "(srcImage->depth!=dstImage->depth)");
-    if (srcImage->depth == VSK_1U) return report(kSite, 275, "(srcImage->depth==1)");
-    if (nRows < 0 || nCols < 0) return report(kSite, 276, "(nRows<0||nCols<0)");
-    if (anchorX < 0 || anchorY < 0) return report(kSite, 277, "(anchorX<0||anchorY<0)");
+    if (reportBadHeader(srcImage, kSite, 272) || reportBadHeader(dstImage, kSite, 273) ||
+        reportFirst(kSite, {{srcImage->depth != dstImage->depth, 274,
+                             "(srcImage->depth!=dstImage->depth)"},
+                            {srcImage->depth == VSK_1U, 275, "(srcImage->depth==1)"},
+                            {nRows < 0 || nCols < 0, 276, "(nRows<0||nCols<0)"},
+                            {anchorX < 0 || anchorY < 0, 277, "(anchorX<0||anchorY<0)"}}))
+        return;
 
     const Rect s = roiCut(srcImage), d = roiCut(dstImage);
     const int cols = std::min(s.cols, d.cols), rows = std::min(s.rows, d.rows);

@@ -77,17 +77,15 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
               const int* dstTile) {
     const bool xIntegral = xL % xU == 0, yIntegral = yL % yU == 0;
     if (src->width < 4 || src->height < 4 || (xIntegral && yIntegral)) interpolate = VSK_INTER_NN;
-    if (src->depth != VSK_1U && src->depth != VSK_8U && src->depth != VSK_16U) {
-        report(kSite, 375, "srcImage->depth is wrong");
+    if (reportFirst(kSite, {{src->depth != VSK_1U && src->depth != VSK_8U && src->depth != VSK_16U,
+                             375, "srcImage->depth is wrong"},
+                            {interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
+                                 interpolate != VSK_INTER_CUBIC,
+                             380, "interpolate is wrong"}}))
         return;
-    }
-    Method method;
-    switch (interpolate) {
-        case VSK_INTER_NN: method = Method::Nearest; break;
-        case VSK_INTER_LINEAR: method = Method::Linear; break;
-        case VSK_INTER_CUBIC: method = Method::Cubic; break;
-        default: report(kSite, 380, "interpolate is wrong"); return;
-    }
+    const Method method = interpolate == VSK_INTER_NN       ? Method::Nearest
+                          : interpolate == VSK_INTER_LINEAR ? Method::Linear
+                                                            : Method::Cubic;
 
     Plan plan;
     plan.src = src;
@@ -175,27 +173,21 @@ extern "C" VSK_API void VSK_CALL tvskDecimate(VskImage* srcImage, VskImage* dstI
                                               int xL, int yU, int yL, int interpolate,
                                               const int* dstTile) {
     if (reportBadHeader(srcImage, kSite, 91) || reportBadHeader(dstImage, kSite, 92)) return;
-    const struct {
-        bool fails;
-        int line;
-        const char* text;
-    } checks[] = {
-        {srcImage->depth != dstImage->depth, 93, "srcImage->depth != dstImage->depth"},
-        {srcImage->origin != dstImage->origin, 94, "srcImage->origin != dstImage->origin"},
-        {srcImage->dataOrder != dstImage->dataOrder, 95, "srcImage->dataOrder != dstImage->dataOrder"},
-        {interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
-             interpolate != VSK_INTER_CUBIC,
-         101, "interpolate != VSK_INTER_NN, VSK_INTER_LINEAR or VSK_INTER_CUBIC"},
-        {xU <= 0, 106, "xU <= 0"},
-        {xL <= 0, 107, "xL <= 0"},
-        {yU <= 0, 108, "yU <= 0"},
-        {yL <= 0, 109, "yL <= 0"},
-        {xU > xL, 111, "xU > xL"},
-        {yU > yL, 112, "yU > yL"},
-    };
     // Every failed argument check is reported before the call gives up.
-    for (const auto& c : checks)
-        if (c.fails) report(kSite, c.line, c.text);
+    reportAll(kSite,
+              {{srcImage->depth != dstImage->depth, 93, "srcImage->depth != dstImage->depth"},
+               {srcImage->origin != dstImage->origin, 94, "srcImage->origin != dstImage->origin"},
+               {srcImage->dataOrder != dstImage->dataOrder, 95,
+                "srcImage->dataOrder != dstImage->dataOrder"},
+               {interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
+                    interpolate != VSK_INTER_CUBIC,
+                101, "interpolate != VSK_INTER_NN, VSK_INTER_LINEAR or VSK_INTER_CUBIC"},
+               {xU <= 0, 106, "xU <= 0"},
+               {xL <= 0, 107, "xL <= 0"},
+               {yU <= 0, 108, "yU <= 0"},
+               {yL <= 0, 109, "yL <= 0"},
+               {xU > xL, 111, "xU > xL"},
+               {yU > yL, 112, "yU > yL"}});
     if (statusNegative()) return;
     decimate(srcImage, dstImage, xU, xL, yU, yL, interpolate, dstTile);
 }

@@ -118,15 +118,15 @@ extern "C" {
 
 VSK_API void VSK_CALL tvskMirror(VskImage* srcImage, VskImage* dstImage, int flipAxis,
                                  const int* tilePoint) {
-    if (reportBadHeader(srcImage, kSite, 2098)) return;
-    if (reportBadHeader(dstImage, kSite, 2099)) return;
-    if (srcImage->depth != dstImage->depth)
-        return report(kSite, 2101, "(srcImage->depth!=dstImage->depth)");
-    if (srcImage->nChannels != dstImage->nChannels)
-        return report(kSite, 2102, "(srcImage->nChannels!=dstImage->nChannels)");
-    if (flipAxis > 1 || flipAxis < -1) return report(kSite, 2103, "((flipAxis>1)||(flipAxis<-1))");
+    if (reportBadHeader(srcImage, kSite, 2098) || reportBadHeader(dstImage, kSite, 2099)) return;
     const int coi = roiCoi(srcImage);
-    if (coi != roiCoi(dstImage)) return report(kSite, 2113, "(coiSrc!=coiDst)");
+    if (reportFirst(kSite, {{srcImage->depth != dstImage->depth, 2101,
+                             "(srcImage->depth!=dstImage->depth)"},
+                            {srcImage->nChannels != dstImage->nChannels, 2102,
+                             "(srcImage->nChannels!=dstImage->nChannels)"},
+                            {flipAxis > 1 || flipAxis < -1, 2103, "((flipAxis>1)||(flipAxis<-1))"},
+                            {coi != roiCoi(dstImage), 2113, "(coiSrc!=coiDst)"}}))
+        return;
 
     const int channels = channelCount(srcImage);
     const Rect s = roiCut(srcImage), d = roiCut(dstImage);

@@ -196,17 +196,6 @@ bool runBlock(BlockContext& context, int bx, int by, int bw, int bh, const Site&
     return true;
 }
 
-// Start and length of block `index` along one axis: the first block ends at
-// the reference grid's next tile boundary, the others are whole tiles, the
-// last is cut at the common size.
-bool nextBlock(int& start, int& length, int total, int tile, int offset) {
-    start += length;
-    if (start >= total) return false;
-    length = start == 0 ? tile - offset % tile : tile;
-    length = std::min(length, total - start);
-    return true;
-}
-
 // The rows of a block of `cols` columns whose samples, in every channel of
 // every image, lie inside the image's buffer: all of them, unless a header no
 // longer matches its buffer, whose rows past the end are not processed.
@@ -217,8 +206,8 @@ int rowsInside(VskImage* const* images, int count, int rows, int cols) {
         const bool plane = image->dataOrder == VSK_DATA_ORDER_PLANE;
         const std::int64_t reach = (plane ? (image->nChannels - 1) * l.channelBytes : 0) +
                                    std::int64_t{cols} * l.step * depthBytes(image->depth);
-        const std::int64_t room = image->dataSize - (l.origin - image->imageData) - reach;
-        rows = room < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(rows, room / l.rowBytes + 1));
+        rows = static_cast<int>(
+            vsk::rowsInside(image->dataSize - (l.origin - image->imageData), reach, l.rowBytes, rows));
     }
     return rows;
 }
@@ -254,10 +243,18 @@ void runBlocks(const BlockSet& set, const Extent& size, const int* tilePoint, co
         const int bw = static_cast<int>(std::min<std::int64_t>(x0 + tw, size.cols)) - bx;
         const int bh = static_cast<int>(std::min<std::int64_t>(y0 + th, size.rows)) - by;
         if (!runBlock(blocks, bx, by, bw, bh, site, lines.single, run)) return;
-    } else {
-        for (int by = 0, bh = 0; nextBlock(by, bh, size.rows, th, oy);)
-            for (int bx = 0, bw = 0; nextBlock(bx, bw, size.cols, tw, ox);)
-                if (!runBlock(blocks, bx, by, bw, bh, site, lines.walk, run)) return;
+    } else if (size.rows > 0 && size.cols > 0) {
+        // Blocks are the parts of the reference's tiles: the first ends at
+        // its grid's next tile boundary, the last is cut at the common size.
+        const TileRange grid = tileRange(ox, oy, size.rows, size.cols, tw, th);
+        for (int i = 0; i < grid.nr; ++i) {
+            const Span y = grid.rowSpan(i);
+            for (int j = 0; j < grid.nc; ++j) {
+                const Span x = grid.colSpan(j);
+                if (!runBlock(blocks, x.offset, y.offset, x.size, y.size, site, lines.walk, run))
+                    return;
+            }
+        }
     }
     if (blocks.failed()) report(site, lines.release, kTileFault, VSK_STATUS_UNKNOWN);
 }

@@ -54,20 +54,12 @@ bool clipToDstTile(Operand* ops, int count, const int* dstTile, const BandWalk& 
     const std::int64_t begY = std::int64_t{dstTile[1]} * d.th, endY = begY + d.th;
     const std::int64_t roiBegX = d.x, roiEndX = roiBegX + *cols;
     const std::int64_t roiBegY = d.y, roiEndY = roiBegY + *rows;
-    const struct {
-        bool fails;
-        const char* text;
-    } checks[] = {
-        {begX > roiEndX, "(dTile.begX > dRoi.endX)"},
-        {begY > roiEndY, "(dTile.begY > dRoi.endY)"},
-        {endX < roiBegX, "(dTile.endX < dRoi.begX)"},
-        {endY < roiBegY, "(dTile.endY < dRoi.begY)"},
-    };
-    for (int i = 0; i < 4; ++i)
-        if (checks[i].fails) {
-            report(walk.site, walk.dstTileLines[i], checks[i].text);
-            return false;
-        }
+    const int* line = walk.dstTileLines;
+    if (reportFirst(walk.site, {{begX > roiEndX, line[0], "(dTile.begX > dRoi.endX)"},
+                                {begY > roiEndY, line[1], "(dTile.begY > dRoi.endY)"},
+                                {endX < roiBegX, line[2], "(dTile.endX < dRoi.begX)"},
+                                {endY < roiBegY, line[3], "(dTile.endY < dRoi.begY)"}}))
+        return false;
     const std::int64_t dx = std::max(roiBegX, begX) - roiBegX;
     const std::int64_t dy = std::max(roiBegY, begY) - roiBegY;
     *cols = std::min(roiEndX, endX) - std::max(roiBegX, begX);

@@ -12,6 +12,7 @@
 #include "bits.hpp"
 #include "core.hpp"
 #include "numeric.hpp"
+#include "view.hpp"
 
 namespace vsk {
 
@@ -20,26 +21,16 @@ constexpr int kMaxOperands = 3;
 
 // ---- checks ------------------------------------------------------------------
 
-// One source's comparisons with the destination: condition texts and lines.
-struct SourceChecks {
-    const char* depthText;
-    int depthLine;
-    const char* orderText;
-    int orderLine;
-    const char* channelsText;
-    int channelsLine;
-};
+// Every header through the validator, one line per operand; reports the
+// first bad header with status -5 and returns true. The operations then
+// compare each source's depth with the destination's, then the data orders,
+// then the channels to process.
+bool reportBadHeaders(VskImage* const* images, int count, const int* lines, const Site& site);
 
 // The comparisons of a source named srcImage with dstImage.
 inline constexpr const char* kSrcDepthText = "(srcImage->depth != dstImage->depth)";
 inline constexpr const char* kSrcOrderText = "(srcImage->dataOrder != dstImage->dataOrder)";
 inline constexpr const char* kSrcChannelsText = "(nChSrc != nChDst)";
-
-// Every header through the validator (one line per operand), then the depth of
-// every source against the destination, then the data orders, then the
-// channel counts (1 when a ROI selects a channel, else nChannels). Reports the first failure with status -5 and returns true.
-bool failsOperandChecks(VskImage* const* images, int count, const int* headerLines,
-                        const SourceChecks* sources, const Site& site);
 
 // ---- which samples ---------------------------------------------------------------
 
@@ -69,11 +60,13 @@ struct Region {
     std::int64_t room[kMaxOperands] = {};    // bytes of each buffer from start on
     std::int64_t extent[kMaxOperands] = {};  // bytes one row of each operand touches
 
-    // Rows past the end of a buffer that no longer matches its header are skipped.
-    bool inside(int plane, int y) const {
+    // The rows of a plane inside every buffer: rows past the end of a buffer
+    // that no longer matches its header are skipped.
+    int rowsInside(int plane) const {
+        std::int64_t n = rows;
         for (int i = 0; i < count; ++i)
-            if (plane * planeStep[i] + y * rowStep[i] + extent[i] > room[i]) return false;
-        return true;
+            n = std::min(n, vsk::rowsInside(room[i] - plane * planeStep[i], extent[i], rowStep[i], n));
+        return static_cast<int>(n);
     }
 };
 
@@ -114,8 +107,7 @@ template <class T, class Row>
 void forEachRow(const Region& r, Row row) {
     T* p[kMaxOperands] = {};
     for (int plane = 0; plane < r.planes; ++plane)
-        for (int y = 0; y < r.rows; ++y) {
-            if (!r.inside(plane, y)) continue;
+        for (int y = 0, n = r.rowsInside(plane); y < n; ++y) {
             for (int i = 0; i < r.count; ++i)
                 p[i] = reinterpret_cast<T*>(r.start[i] + plane * r.planeStep[i] + y * r.rowStep[i]);
             row(p);
@@ -155,8 +147,7 @@ void mapRegion2(const Region& r, F f) {
 // destination's bit offset; the destination's other bits kept).
 template <int Sources, class F>
 void mapBitRegion(const Region& r, F f) {
-    for (int y = 0; y < r.rows; ++y) {
-        if (!r.inside(0, y)) continue;
+    for (int y = 0, n = r.rowsInside(0); y < n; ++y) {
         BitSource src[Sources];
         for (int i = 0; i < Sources; ++i)
             src[i] = BitSource(reinterpret_cast<const std::uint8_t*>(r.start[i] + y * r.rowStep[i]),

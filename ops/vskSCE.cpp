@@ -6,6 +6,7 @@
 #include "bitrun.hpp"
 #include "numeric.hpp"
 #include "tiles.hpp"
+#include "view.hpp"
 
 namespace {
 
@@ -42,14 +43,11 @@ struct Lane {
     }
 
     // How many of the first `rows` rows of plane p lie wholly inside the
-    // buffer. A header whose sizes no longer match its buffer (fields changed
-    // after allocation, or a data size that wrapped in 32 bits) is processed
-    // up to the buffer's edge only.
+    // buffer.
     int rowsInside(int p, int rows) const {
         const std::int64_t start = offset + p * plane;
-        const std::int64_t room = std::int64_t{image->dataSize} - start - extent;
-        if (start < 0 || room < 0) return 0;
-        return static_cast<int>(std::min<std::int64_t>(rows, room / step + 1));
+        if (start < 0) return 0;
+        return static_cast<int>(vsk::rowsInside(image->dataSize - start, extent, step, rows));
     }
 
     char* row(int p, int r) const { return image->imageData + offset + p * plane + r * step; }

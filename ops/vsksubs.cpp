@@ -12,8 +12,6 @@ using namespace vsk;
 
 const Site kSite{"vskSubtractS", "vsksubs"};
 const int kHeaderLines[] = {1387, 1388};
-const SourceChecks kSourceChecks[] = {
-    {kSrcDepthText, 1390, kSrcOrderText, 1391, kSrcChannelsText, 1404}};
 const BandWalk kWalk{kSite,
                      {1456, 1457, 1458, 1459},
                      {{VSK_TILE_DATA_TEXTS("srcImage"), {1501, 1541, 1547, 1585}, true},
@@ -67,7 +65,12 @@ extern "C" {
 VSK_API void VSK_CALL tvskSubtractS(VskImage* srcImage, VskImage* dstImage, int value,
                                     int reverse, const int* dstTile) {
     VskImage* images[] = {srcImage, dstImage};
-    if (failsOperandChecks(images, 2, kHeaderLines, kSourceChecks, kSite)) return;
+    if (reportBadHeaders(images, 2, kHeaderLines, kSite) ||
+        reportFirst(kSite, {{srcImage->depth != dstImage->depth, 1390, kSrcDepthText},
+                            {srcImage->dataOrder != dstImage->dataOrder, 1391, kSrcOrderText},
+                            {channelCount(srcImage) != channelCount(dstImage), 1404,
+                             kSrcChannelsText}}))
+        return;
     runBands(images, 2, dstTile, kWalk, [value, reverse](VskImage* const* im) {
         subtractKernel(im, value, reverse != 0);
     });
