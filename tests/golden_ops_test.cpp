@@ -77,6 +77,13 @@ const GoldenCase kOpsCases[] = {
      kAlphaSweepC},
     {"vskMultiplyScale", 0x54c1b1925639daf5, [](VskImage* a, VskImage* b, VskImage* d) { vskMultiplyScale(a, b, d, nullptr); },
      kAlphaSweepC},
+    // Wide rows through the vector kernels: interleaved and plane rows,
+    // integer and dividing, and the scaled product.
+    {"tvskAlphaComposite over wide", 0xbfa5b8a1cbd432ca, composite<0, 0, 0>, wide(kAlphaSweep)},
+    {"tvskAlphaComposite xor premultiplied wide", 0x570ccd1bfafbd5c7, composite<4, 1, 0>, wide(kAlphaSweep)},
+    {"tvskAlphaComposite over divided wide", 0x1e27b51340bfcee1, composite<0, 0, 1>, wide(kAlphaSweep)},
+    {"vskMultiplyScale wide", 0xf11f58e67a0625ae, [](VskImage* a, VskImage* b, VskImage* d) { vskMultiplyScale(a, b, d, nullptr); },
+     wide(kAlphaSweepC)},
     {"vskMultiplySScale 150", 0x060d41fbecfde83d,
      [](VskImage* s, VskImage*, VskImage* d) { vskMultiplySScale(s, d, 150, nullptr); }, kAlphaSweepC},
 };
