@@ -29,8 +29,8 @@ constexpr int kChunk = 512;
 // from both.
 template <class Op, class T, bool Premul, Path P>
 void composeRgba(const CompositeCall& c) {
-    const std::size_t bytes = std::size_t{4} * sizeof(T) * static_cast<std::size_t>(c.cols);
-    const bool stream = std::int64_t{c.rows} * static_cast<std::int64_t>(bytes) >= kStreamBytes;
+    const std::int64_t bytes = std::int64_t{4} * std::int64_t{sizeof(T)} * c.cols;
+    const bool stream = c.rows * bytes >= kStreamBytes;
     for (int y = 0; y < c.rows; ++y) {
         const T* A = c.a.lane<const T>(0, y).p;
         const T* B = c.b.lane<const T>(0, y).p;
@@ -88,7 +88,7 @@ void composeRows(const CompositeCall& c) {
                 const Lane<const T> A = c.a.lane<const T>(k, y).at(x);
                 const Lane<const T> B = c.b.lane<const T>(k, y).at(x);
                 if constexpr (table) {
-                    const std::size_t bytes = static_cast<std::size_t>(n);
+                    const std::int64_t bytes = n;
                     if (apart(d.p, A.p, bytes) && apart(d.p, B.p, bytes) &&
                         apart(d.p, a.p + x, bytes) && apart(d.p, b.p + x, bytes)) {
                         alphaRows().colour[c.op][Premul][HasB](A.p, a.p + x, B.p, b.p + x, d.p, n);
@@ -178,7 +178,7 @@ void dispatch(const Selector* const* table, const CompositeCall& c) {
 template <class T>
 void multiplyRows(const MultiplyCall& c) {
     const bool unit = c.x.step == 1 && c.y.step == 1 && c.d.step == 1;
-    const std::size_t bytes = static_cast<std::size_t>(c.cols);
+    const std::int64_t bytes = c.cols;
     for (int y = 0; y < c.rows; ++y) {
         for (int k = 0; k < c.channels; ++k) {
             const Lane<T> d = c.d.lane<T>(k, y);

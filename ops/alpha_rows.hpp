@@ -5,7 +5,6 @@
 // scalar table's bits.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "simd.hpp"
@@ -43,13 +42,7 @@ const AlphaRows* alphaRowsScalar();
 const AlphaRows* alphaRowsSse2();
 const AlphaRows* alphaRowsAvx2();
 
-// Whether a row kernel that reads a group of samples before writing it
-// gives the sample-by-sample result: the destination either is the source
-// or shares no byte with it.
-inline bool apart(const void* d, const void* s, std::size_t bytes) {
-    const auto dp = reinterpret_cast<std::uintptr_t>(d), sp = reinterpret_cast<std::uintptr_t>(s);
-    return dp == sp || dp + bytes <= sp || sp + bytes <= dp;
-}
+using simd::apart;
 
 // Destinations at least this large are written around the caches.
 constexpr std::int64_t kStreamBytes = std::int64_t{8} << 20;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bitrun.hpp"
+#include "element_rows.hpp"
 #include "numeric.hpp"
 #include "tiles.hpp"
 #include "view.hpp"
@@ -132,6 +133,22 @@ void plainTransfer(VskImage* src, VskImage* dst) {
         s.reach(cols, bytes, 1);
         d.reach(cols, bytes, 1);
         const auto n = static_cast<std::size_t>(cols) * bytes;
+        if constexpr (!Swap) {
+            // Rows of the two images that share no byte go through the
+            // table's copy (short rows, as in tiles, in vector blocks).
+            const vsk::CopyRows copy = vsk::elementRows().copy;
+            for (int p = 0; p < planes; ++p) {
+                const int inside = std::min(s.rowsInside(p, rows), d.rowsInside(p, rows));
+                char* from = s.row(p, 0);
+                char* to = d.row(p, 0);
+                if (inside > 0 && vsk::rowsApart(to, d.step, from, s.step, inside,
+                                                 static_cast<std::int64_t>(n)))
+                    copy(from, s.step, to, d.step, inside, static_cast<std::int64_t>(n));
+                else
+                    for (int r = 0; r < inside; ++r) moveBytes<Swap>(s.row(p, r), d.row(p, r), n);
+            }
+            return;
+        }
         eachRow(s, d, planes, rows, [&](char* a, char* b) { moveBytes<Swap>(a, b, n); });
         return;
     }
