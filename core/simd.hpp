@@ -54,6 +54,7 @@
 // any other text leave the CPU's own level.
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string_view>
@@ -115,6 +116,15 @@ Fn pick(std::initializer_list<Entry<Fn>> entries, SimdLevel level = simdLevel())
     for (const Entry<Fn>& e : entries)
         if (e.fn && e.level <= level) return e.fn;
     return nullptr;
+}
+
+// Whether a vector kernel that reads a group of samples before writing it
+// gives the sample-by-sample result: the destination run of `bytes` bytes
+// either is the source run or shares no byte with it.
+inline bool apart(const void* d, const void* s, std::int64_t bytes) {
+    const auto dp = reinterpret_cast<std::uintptr_t>(d), sp = reinterpret_cast<std::uintptr_t>(s);
+    const auto n = static_cast<std::uintptr_t>(bytes);
+    return dp == sp || dp + n <= sp || sp + n <= dp;
 }
 
 }  // namespace vsk::simd

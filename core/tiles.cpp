@@ -56,6 +56,31 @@ bool twoImageTileRange(const VskImage* tiled, const VskImage* a, const VskImage*
     return true;
 }
 
+void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
+                  std::int64_t height) {
+#if defined(__GNUC__)
+    if (!image->imageData || image->tileInfo || image->depth == VSK_1U || x < 0 || y < 0 ||
+        width <= 0 || height <= 0)
+        return;
+    const std::int64_t stride = imageStride(image);
+    const std::int64_t pixel = std::int64_t{pixelPitch(image)} * depthBytes(image->depth);
+    const std::int64_t plane = stride * image->height;
+    const std::int64_t bytes = width * pixel, size = image->dataSize;
+    for (int p = 0; p < planeCount(image); ++p)
+        for (std::int64_t r = 0; r < height; ++r) {
+            const std::int64_t start = p * plane + (y + r) * stride + x * pixel;
+            if (start + bytes > size) return;
+            // One request per cache line, into the outer caches: the rows of
+            // a tile column fall into few sets of the innermost one.
+            for (std::int64_t o = 0; o < bytes; o += 64)
+                __builtin_prefetch(image->imageData + start + o, 0, 1);
+            __builtin_prefetch(image->imageData + start + bytes - 1, 0, 1);
+        }
+#else
+    (void)image, (void)x, (void)y, (void)width, (void)height;
+#endif
+}
+
 void* acquireTile(const VskImage* image, int col, int row, int mode) {
     VskTileInfo* info = image->tileInfo;
     info->tileData = nullptr;
@@ -119,6 +144,12 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
             // Offsets past INT_MAX lie outside the partner anyway: capped, they select nothing.
             partnerRoi = {partnerCoi, capInt(std::int64_t{partnerX} + part.offX),
                           capInt(std::int64_t{partnerY} + part.offY), part.height, part.width};
+            if (walk.partner && j + 1 < j1) {
+                // The partner's part beside this one comes next.
+                const Span next = range.colSpan(j + 1);
+                prefetchRect(walk.partner, std::int64_t{partnerX} + next.offset,
+                             std::int64_t{partnerY} + part.offY, next.size, part.height);
+            }
             if (!visit(context, tile.get(), part)) return false;
             releaseTile(tiled, part.col, part.row, data);
         }

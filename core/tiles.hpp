@@ -96,6 +96,13 @@ void* acquireTile(const VskImage* image, int col, int row, int mode);
 // Gives a tile back (mode 4), storing its data pointer in tileData first.
 void releaseTile(const VskImage* image, int col, int row, void* data);
 
+// Asks the caches for the pixels of a rectangle of a buffered image (every
+// plane in plane order) that a walk will visit next: a walk over small tiles
+// reads a few bytes from each of many rows, which the processor does not
+// foresee. Changes nothing; parts outside the buffer are left out.
+void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
+                  std::int64_t height);
+
 // Replaces an image's ROI pointer for a scope and puts the caller's back.
 class RoiSwap {
 public:

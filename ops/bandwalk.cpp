@@ -92,8 +92,13 @@ void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
             int width = cols - x;
             for (int i = 0; i < count; ++i)
                 if (ops[i].tiled) width = std::min(width, ops[i].tw - (ops[i].x + x) % ops[i].tw);
-            for (int i = 0; i < count; ++i)
+            for (int i = 0; i < count; ++i) {
                 describeSegment(working[i], ops[i], ops[i].x + x, ops[i].y + done, height, width);
+                // The next segment of a buffered operand, at most as wide as this one.
+                if (!ops[i].tiled && x + width < cols)
+                    prefetchRect(ops[i].image, std::int64_t{ops[i].x} + x + width, ops[i].y + done,
+                                 std::min(width, cols - x - width), height);
+            }
             kernel(context, headers);
             x += width;
             if (x >= cols) break;

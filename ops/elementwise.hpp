@@ -11,6 +11,7 @@
 
 #include "bits.hpp"
 #include "core.hpp"
+#include "element_rows.hpp"
 #include "numeric.hpp"
 #include "view.hpp"
 
@@ -105,20 +106,61 @@ void mapStrided(T* d, int ds, const T* a, int as, const T* b, int bs, std::int64
 // Calls row(pointers) for every row of every plane of the region.
 template <class T, class Row>
 void forEachRow(const Region& r, Row row) {
-    T* p[kMaxOperands] = {};
-    for (int plane = 0; plane < r.planes; ++plane)
+    for (int plane = 0; plane < r.planes; ++plane) {
+        T* p[kMaxOperands] = {};
+        for (int i = 0; i < r.count; ++i)
+            p[i] = reinterpret_cast<T*>(r.start[i] + plane * r.planeStep[i]);
         for (int y = 0, n = r.rowsInside(plane); y < n; ++y) {
-            for (int i = 0; i < r.count; ++i)
-                p[i] = reinterpret_cast<T*>(r.start[i] + plane * r.planeStep[i] + y * r.rowStep[i]);
+            if (y > 0)
+                for (int i = 0; i < r.count; ++i)
+                    p[i] = reinterpret_cast<T*>(reinterpret_cast<char*>(p[i]) + r.rowStep[i]);
             row(p);
         }
+    }
 }
 
-// d = f(s) over a two-operand region of T elements.
+// The table's run of a rule over contiguous elements, with the rule's
+// constants in k; null for rules the table does not hold (found by
+// argument-dependent lookup, so the rules below can add their own).
+template <class F>
+Run1 tableRun1(const F&, std::uint32_t*) {
+    return nullptr;
+}
+template <class T, class F>
+Run2 tableRun2(const F&) {
+    return nullptr;
+}
+
+// Calls rows(pointers, count) for the rows of every plane of the region
+// that lie inside every buffer, the pointers at the plane's first row.
+template <class Rows>
+void forEachPlane(const Region& r, Rows rows) {
+    for (int plane = 0; plane < r.planes; ++plane) {
+        char* p[kMaxOperands] = {};
+        for (int i = 0; i < r.count; ++i) p[i] = r.start[i] + plane * r.planeStep[i];
+        if (const int n = r.rowsInside(plane)) rows(p, n);
+    }
+}
+
+// d = f(s) over a two-operand region of T elements. Contiguous rows take the
+// table's kernel where it has one and the rows are apart or the same;
+// destination rows that overlap source rows otherwise go sample by sample.
 template <class T, class F>
 void mapRegion1(const Region& r, F f) {
     const std::int64_t n = r.length;
     if (r.stride[0] == 1 && r.stride[1] == 1) {
+        std::uint32_t k[3] = {};
+        if (const Run1 run = tableRun1(f, k)) {
+            forEachPlane(r, [&](char* const* p, int rows) {
+                if (rowsApart(p[1], r.rowStep[1], p[0], r.rowStep[0], rows, n * std::int64_t{sizeof(T)}))
+                    run(p[0], r.rowStep[0], p[1], r.rowStep[1], rows, n, k);
+                else
+                    for (int y = 0; y < rows; ++y)
+                        mapRun(reinterpret_cast<T*>(p[1] + y * r.rowStep[1]),
+                               reinterpret_cast<const T*>(p[0] + y * r.rowStep[0]), n, f);
+            });
+            return;
+        }
         forEachRow<T>(r, [&](T* const* p) {
             if (p[0] == p[1])
                 mapRunInPlace(p[1], n, f);
@@ -135,6 +177,20 @@ template <class T, class F>
 void mapRegion2(const Region& r, F f) {
     const std::int64_t n = r.length;
     if (r.stride[0] == 1 && r.stride[1] == 1 && r.stride[2] == 1) {
+        if (const Run2 run = tableRun2<T>(f)) {
+            const std::int64_t bytes = n * std::int64_t{sizeof(T)};
+            forEachPlane(r, [&](char* const* p, int rows) {
+                if (rowsApart(p[2], r.rowStep[2], p[0], r.rowStep[0], rows, bytes) &&
+                    rowsApart(p[2], r.rowStep[2], p[1], r.rowStep[1], rows, bytes))
+                    run(p[0], r.rowStep[0], p[1], r.rowStep[1], p[2], r.rowStep[2], rows, n);
+                else
+                    for (int y = 0; y < rows; ++y)
+                        mapRun(reinterpret_cast<T*>(p[2] + y * r.rowStep[2]),
+                               reinterpret_cast<const T*>(p[0] + y * r.rowStep[0]),
+                               reinterpret_cast<const T*>(p[1] + y * r.rowStep[1]), n, f);
+            });
+            return;
+        }
         forEachRow<T>(r, [&](T* const* p) { mapRun(p[2], p[0], p[1], n, f); });
     } else {
         forEachRow<T>(r, [&](T* const* p) {
@@ -182,6 +238,18 @@ BitLogic<U> bitLogic(std::uint32_t flip, std::uint32_t keep, std::uint32_t set) 
     return {static_cast<U>(flip), static_cast<U>(keep), static_cast<U>(set)};
 }
 
+// Index of an element size in the table: 1, 2 or 4 bytes.
+template <class U>
+constexpr int kSizeIndex = sizeof(U) == 1 ? 0 : sizeof(U) == 2 ? 1 : 2;
+
+template <class U>
+Run1 tableRun1(const BitLogic<U>& f, std::uint32_t* k) {
+    k[0] = f.flip;
+    k[1] = f.keep;
+    k[2] = f.set;
+    return elementRows().logic[kSizeIndex<U>];
+}
+
 // The same bit logic on 1-bit data: 32-bit words for a whole-buffer run,
 // realigned rows otherwise.
 inline void mapBitLogic(const Region& r, std::uint32_t flip, std::uint32_t keep, std::uint32_t set) {
@@ -198,6 +266,11 @@ struct AndOf {
     }
 };
 
+template <class T>
+Run2 tableRun2(const AndOf&) {
+    return elementRows().bitAnd[kSizeIndex<T>];
+}
+
 // s + v saturated through a threshold: for v >= 0 (Up) samples above
 // max - v give max, for v < 0 samples below min - v give min.
 template <class T, bool Invert, bool Up>
@@ -208,6 +281,23 @@ struct SaturateAdd {
         return wrapAdd(Up ? std::min(s, limit) : std::max(s, limit), v);
     }
 };
+
+// Index of an element type among the addition's: uint8, int8, uint16,
+// int16, int32.
+template <class T>
+constexpr int kAddIndex = std::is_same_v<T, std::uint8_t>    ? 0
+                          : std::is_same_v<T, std::int8_t>   ? 1
+                          : std::is_same_v<T, std::uint16_t> ? 2
+                          : std::is_same_v<T, std::int16_t>  ? 3
+                                                             : 4;
+
+template <class T, bool Invert, bool Up>
+Run1 tableRun1(const SaturateAdd<T, Invert, Up>& f, std::uint32_t* k) {
+    static_assert(sizeof(T) <= 4, "an element of at most 32 bits");
+    k[0] = static_cast<std::make_unsigned_t<T>>(f.limit);
+    k[1] = static_cast<std::make_unsigned_t<T>>(f.v);
+    return elementRows().add[kAddIndex<T>][Invert][Up];
+}
 
 // Saturated s + c (or ~s + c with Invert) over the region. The thresholds
 // are fixed once: for c >= 0 a sample above max - c stores max, for c < 0 a

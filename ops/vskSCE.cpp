@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bitrun.hpp"
+#include "element_rows.hpp"
 #include "numeric.hpp"
 #include "tiles.hpp"
 #include "view.hpp"
@@ -132,6 +133,22 @@ void plainTransfer(VskImage* src, VskImage* dst) {
         s.reach(cols, bytes, 1);
         d.reach(cols, bytes, 1);
         const auto n = static_cast<std::size_t>(cols) * bytes;
+        if constexpr (!Swap) {
+            // Rows of the two images that share no byte go through the
+            // table's copy (short rows, as in tiles, in vector blocks).
+            const vsk::CopyRows copy = vsk::elementRows().copy;
+            for (int p = 0; p < planes; ++p) {
+                const int inside = std::min(s.rowsInside(p, rows), d.rowsInside(p, rows));
+                char* from = s.row(p, 0);
+                char* to = d.row(p, 0);
+                if (inside > 0 && vsk::rowsApart(to, d.step, from, s.step, inside,
+                                                 static_cast<std::int64_t>(n)))
+                    copy(from, s.step, to, d.step, inside, static_cast<std::int64_t>(n));
+                else
+                    for (int r = 0; r < inside; ++r) moveBytes<Swap>(s.row(p, r), d.row(p, r), n);
+            }
+            return;
+        }
         eachRow(s, d, planes, rows, [&](char* a, char* b) { moveBytes<Swap>(a, b, n); });
         return;
     }
@@ -230,15 +247,43 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
 
 // ---- fill ------------------------------------------------------------------------
 
-// `count` values, `stride` values apart. Adjacent values get a loop of their
-// own, whose fixed step the compiler vectorises.
+// `count` values, `stride` values apart. Adjacent values whose bytes are all
+// alike are one memset; other adjacent values get a loop of their own, whose
+// fixed step the compiler vectorises.
 template <class T>
 void fillValues(char* p, std::int64_t stride, std::int64_t count, T v) {
     if (stride == 1) {
+        unsigned char bytes[sizeof v];
+        std::memcpy(bytes, &v, sizeof v);
+        if (std::all_of(bytes, bytes + sizeof v, [&](unsigned char b) { return b == bytes[0]; })) {
+            std::memset(p, bytes[0], static_cast<std::size_t>(count) * sizeof v);
+            return;
+        }
         for (std::int64_t i = 0; i < count; ++i) std::memcpy(p + i * sizeof v, &v, sizeof v);
         return;
     }
     for (std::int64_t i = 0; i < count; ++i) std::memcpy(p + i * stride * sizeof v, &v, sizeof v);
+}
+
+// Fills the runs of `cols` adjacent values of every row of every plane. Rows
+// that follow one another without padding between them (and planes without a
+// gap) are filled as one run: a single large fill is much faster than one
+// per row. Padding is never written.
+template <class T>
+void fillRuns(const Lane& a, int planes, int rows, std::int64_t cols, T v) {
+    const std::int64_t rowBytes = cols * std::int64_t{sizeof v};
+    if (a.step != rowBytes) {
+        eachRow(a, planes, rows, [&](char* row) { fillValues(row, 1, cols, v); });
+        return;
+    }
+    int inside = rows;
+    for (int p = 0; p < planes; ++p) inside = std::min(inside, a.rowsInside(p, rows));
+    if (inside == rows && (planes == 1 || a.plane == rows * a.step)) {
+        fillValues(a.row(0, 0), 1, planes * std::int64_t{rows} * cols, v);
+        return;
+    }
+    for (int p = 0; p < planes; ++p)
+        fillValues(a.row(p, 0), 1, a.rowsInside(p, rows) * cols, v);
 }
 
 const Site kSet{"vskSet", kFile};
@@ -267,13 +312,10 @@ void plainFill(VskImage* image, int value) {
         using T = decltype(zero);
         const T v = vsk::saturate<T>(value);  // 32-bit values pass as given
         a.reach(cols, sizeof(T), stride);
-        if (sizeof(T) == 1 && runs) {
-            eachRow(a, planes, rows, [&](char* row) {
-                std::memset(row, static_cast<unsigned char>(v), static_cast<std::size_t>(cols));
-            });
-            return;
-        }
-        eachRow(a, planes, rows, [&](char* row) { fillValues(row, stride, cols, v); });
+        if (runs)
+            fillRuns(a, planes, rows, cols, v);
+        else
+            eachRow(a, planes, rows, [&](char* row) { fillValues(row, stride, cols, v); });
     });
 }
 

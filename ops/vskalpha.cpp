@@ -306,7 +306,7 @@ VSK_API void VSK_CALL tvskAlphaComposite(VskImage* srcImageA, VskImage* srcImage
                  (!alphaImageA || planeOrder(alphaImageA)) &&
                  (!alphaImageB || planeOrder(alphaImageB)) &&
                  (!targetImage || planeOrder(targetImage));
-    c.rgba = !c.divide && allChannels(dstImage) && targetImage == dstImage &&
+    c.rgba = allChannels(dstImage) && targetImage == dstImage &&
              !alphaImageA && !alphaImageB && interleavedRgba(dstImage) &&
              interleavedRgba(srcImageA) && interleavedRgba(srcImageB);
     runPlan(plan, size, tilePoint, s, {1257, 1293, 1306}, vsk::alpha::composite);

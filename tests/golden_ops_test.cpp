@@ -52,6 +52,18 @@ const GoldenCase kOpsCases[] = {
     {"tvskAnd", 0x019f7fc744596295,
      [](VskImage* a, VskImage* b, VskImage* d) { tvskAnd(a, b, d, nullptr); }},
 
+    // Wide rows through the vector kernels of copy, arithmetic and logic.
+    {"tvskCopy wide", 0x4060878ed85d4971, [](VskImage* s, VskImage*, VskImage* d) { tvskCopy(s, d, nullptr); },
+     wide({})},
+    {"tvskAddS 77 wide", 0x6d919ba9da76097d, [](VskImage* s, VskImage*, VskImage* d) { tvskAddS(s, d, 77, nullptr); },
+     wide({})},
+    {"tvskSubtractS reversed 300 wide", 0x865752e2883402c6,
+     [](VskImage* s, VskImage*, VskImage* d) { tvskSubtractS(s, d, 300, 1, nullptr); }, wide({})},
+    {"tvskAndS wide", 0xba9c51d4643f8c19, [](VskImage* s, VskImage*, VskImage* d) { tvskAndS(s, d, 0xF0F0A5C3u, nullptr); },
+     wide({})},
+    {"tvskAnd wide", 0x0f5ea06d9d1d5ec5, [](VskImage* a, VskImage* b, VskImage* d) { tvskAnd(a, b, d, nullptr); },
+     wide({})},
+
     // Compositing: every operator, straight and premultiplied, with and
     // without division by the result alpha; constant alphas; premultiplying
     // and scaled multiplies.
@@ -77,6 +89,13 @@ const GoldenCase kOpsCases[] = {
      kAlphaSweepC},
     {"vskMultiplyScale", 0x54c1b1925639daf5, [](VskImage* a, VskImage* b, VskImage* d) { vskMultiplyScale(a, b, d, nullptr); },
      kAlphaSweepC},
+    // Wide rows through the vector kernels: interleaved and plane rows,
+    // integer and dividing, and the scaled product.
+    {"tvskAlphaComposite over wide", 0xbfa5b8a1cbd432ca, composite<0, 0, 0>, wide(kAlphaSweep)},
+    {"tvskAlphaComposite xor premultiplied wide", 0x570ccd1bfafbd5c7, composite<4, 1, 0>, wide(kAlphaSweep)},
+    {"tvskAlphaComposite over divided wide", 0x1e27b51340bfcee1, composite<0, 0, 1>, wide(kAlphaSweep)},
+    {"vskMultiplyScale wide", 0xf11f58e67a0625ae, [](VskImage* a, VskImage* b, VskImage* d) { vskMultiplyScale(a, b, d, nullptr); },
+     wide(kAlphaSweepC)},
     {"vskMultiplySScale 150", 0x060d41fbecfde83d,
      [](VskImage* s, VskImage*, VskImage* d) { vskMultiplySScale(s, d, 150, nullptr); }, kAlphaSweepC},
 };
