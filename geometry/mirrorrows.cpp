@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bitrun.hpp"
+#include "mirror_rows.hpp"
 
 namespace vsk {
 
@@ -34,12 +35,19 @@ struct RowRef {
     std::int64_t avail;
 };
 
-// Pixels of `pitch` bytes of which `unit` bytes from `lead` on move (a whole
-// pixel, or one channel of interest). G is the number of E-byte elements in
-// the unit when known at compile time, else 0.
-template <int E, int G>
+// Pixels of `pitch` bytes of which `unit` bytes from `lead` on move: a whole
+// pixel (unit == pitch, lead 0), or one E-byte element for a channel of
+// interest. Whole pixels of the sizes in mirror_rows.hpp are reversed by the
+// row function of the dispatch table.
+template <int E>
 struct ElementKernel {
     int cols, pitch, lead, unit;
+    ReverseRow reverse = nullptr;
+
+    ElementKernel(int cols_, int pitch_, int lead_, int unit_)
+        : cols(cols_), pitch(pitch_), lead(lead_), unit(unit_) {
+        if (unit == pitch && pitch <= kMirrorLargestPixel) reverse = mirrorRows().bySize[pitch];
+    }
 
     RowRef row(const Area& a, std::int64_t planeOffset, int r) const {
         const std::int64_t pos = planeOffset + a.step * (a.y + r) + a.x * pitch;
@@ -50,13 +58,6 @@ struct ElementKernel {
         if (avail >= lead + std::int64_t{cols - 1} * pitch + unit) return cols;  // the usual case
         if (avail < lead + unit) return 0;
         return std::min<std::int64_t>(cols, (avail - lead - unit) / pitch + 1);
-    }
-    void moveUnit(std::uint8_t* d, const std::uint8_t* s) const {
-        if constexpr (G > 0) {
-            for (int k = 0; k < G; ++k) std::memcpy(d + k * E, s + k * E, E);
-        } else {
-            for (int k = 0; k < unit; k += E) std::memcpy(d + k, s + k, E);
-        }
     }
     // Elements of pixel j's unit inside the buffer: a pixel can straddle its end.
     std::int64_t elements(std::int64_t avail, std::int64_t j) const {
@@ -69,6 +70,18 @@ struct ElementKernel {
             std::memmove(d.base + d.pos + lead + dj * pitch, s.base + s.pos + lead + sj * pitch,
                          static_cast<std::size_t>(n * E));
     }
+    // n units, each `pitch` bytes after the previous one in both rows; the
+    // source's steps backwards when `back` (it then points at its last unit).
+    static void moveUnits(std::uint8_t* d, const std::uint8_t* s, std::int64_t n, int pitch,
+                          int unit, bool back) {
+        const std::int64_t sStep = back ? -pitch : pitch;
+        if (unit == E) {
+            for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep) std::memcpy(d, s, E);
+            return;
+        }
+        for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep)
+            std::memcpy(d, s, static_cast<std::size_t>(unit));
+    }
     void copy(const RowRef& d, const RowRef& s, bool reversed) const {
         const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
         if (!reversed) {
@@ -79,9 +92,7 @@ struct ElementKernel {
                 std::memmove(d.base + d.pos, s.base + s.pos, static_cast<std::size_t>(n * pitch));
                 return;
             }
-            std::uint8_t* dp = d.base + d.pos + lead;
-            const std::uint8_t* sp = s.base + s.pos + lead;
-            for (std::int64_t j = 0; j < n; ++j) moveUnit(dp + j * pitch, sp + j * pitch);
+            moveUnits(d.base + d.pos + lead, s.base + s.pos + lead, n, pitch, unit, false);
             return;
         }
         // Destination pixel j receives source pixel cols - 1 - j; whole units
@@ -91,9 +102,13 @@ struct ElementKernel {
         if (j0 > 0 && j0 - 1 <= kd) moveEdge(d, s, j0 - 1, cols - j0);
         if (kd < cols && kd >= j0) moveEdge(d, s, kd, cols - 1 - kd);
         if (j0 >= kd) return;
-        std::uint8_t* dp = d.base + d.pos + lead;
-        const std::uint8_t* sp = s.base + s.pos + lead;
-        for (std::int64_t j = j0; j < kd; ++j) moveUnit(dp + j * pitch, sp + (cols - 1 - j) * pitch);
+        std::uint8_t* dp = d.base + d.pos + lead + j0 * pitch;
+        if (reverse) {
+            // Source pixels cols - kd .. cols - 1 - j0, reversed.
+            reverse(s.base + s.pos + (cols - kd) * pitch, dp, kd - j0);
+            return;
+        }
+        moveUnits(dp, s.base + s.pos + lead + (cols - 1 - j0) * pitch, kd - j0, pitch, unit, true);
     }
     std::int64_t bufferBytes() const { return std::int64_t{cols} * pitch; }
     RowRef save(const RowRef& r, std::uint8_t* buffer) const {
@@ -178,19 +193,15 @@ void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int 
                  int flipAxis) {
     if (src->dataOrder == VSK_DATA_ORDER_PLANE) {
         // One element per pixel, plane by plane.
-        const ElementKernel<E, 1> k{cols, E, 0, E};
+        const ElementKernel<E> k(cols, E, 0, E);
         if (coi > 0) return runKernel(k, src, dst, coi - 1, 1, rows, flipAxis);
         return runKernel(k, src, dst, 0, channels, rows, flipAxis);
     }
-    const int n = src->nChannels;
-    auto run = [&](const auto& k) { runKernel(k, src, dst, 0, 1, rows, flipAxis); };
-    if (coi > 0) return run(ElementKernel<E, 1>{cols, n * E, (coi - 1) * E, E});
-    switch (n) {
-        case 1: return run(ElementKernel<E, 1>{cols, E, 0, E});
-        case 3: return run(ElementKernel<E, 3>{cols, 3 * E, 0, 3 * E});
-        case 4: return run(ElementKernel<E, 4>{cols, 4 * E, 0, 4 * E});
-        default: return run(ElementKernel<E, 0>{cols, n * E, 0, n * E});
-    }
+    const int pitch = src->nChannels * E;
+    if (coi > 0)
+        return runKernel(ElementKernel<E>(cols, pitch, (coi - 1) * E, E), src, dst, 0, 1, rows,
+                         flipAxis);
+    runKernel(ElementKernel<E>(cols, pitch, 0, pitch), src, dst, 0, 1, rows, flipAxis);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 
+#include "../geometry/mirror_rows.hpp"
 #include "support/samples.hpp"
 
 using namespace vsktest;
@@ -266,4 +267,27 @@ TEST(MirrorTiled, TilePointAndRefusedTiles) {
     EXPECT_EQ(bytesOf(plain.get()), std::vector<std::uint8_t>(plain->dataSize, 5));
     EXPECT_EQ(t.held + s.held, 0);
     EXPECT_TRUE(capture.reports().empty());
+}
+
+// ---- the row kernels of every instruction set ------------------------------------
+
+TEST(MirrorRows, EveryLevelReversesLikeTheScalarKernel) {
+    using vsk::simd::SimdLevel;
+    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
+    const vsk::MirrorRows& scalar = vsk::mirrorRowsFor(SimdLevel::Scalar);
+    std::mt19937 rng(5);
+    for (int level = 1; level <= static_cast<int>(best); ++level) {
+        const vsk::MirrorRows& rows = vsk::mirrorRowsFor(static_cast<SimdLevel>(level));
+        for (int size : vsk::kMirrorPixelSizes)
+            for (std::int64_t n : {1, 2, 5, 15, 16, 17, 31, 33, 47, 64, 97, 200}) {
+                SCOPED_TRACE(testing::Message() << vsk::simd::levelName(static_cast<SimdLevel>(level))
+                                                << " size " << size << " pixels " << n);
+                // Rows exactly n pixels long, at odd addresses.
+                std::vector<std::uint8_t> src(n * size + 1), want(n * size + 1), got(n * size + 1);
+                for (auto& v : src) v = static_cast<std::uint8_t>(rng());
+                scalar.bySize[size](src.data() + 1, want.data() + 1, n);
+                rows.bySize[size](src.data() + 1, got.data() + 1, n);
+                ASSERT_EQ(got, want);
+            }
+    }
 }

@@ -1,0 +1,47 @@
+// Reversed pixel rows in plain C++, and the choice of the table.
+#include "mirror_rows.hpp"
+
+#include <cstring>
+
+namespace vsk {
+
+namespace {
+
+template <int P>
+void reverseRow(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
+    const std::uint8_t* s = src + (n - 1) * P;
+    for (std::int64_t k = 0; k < n; ++k, s -= P, dst += P) std::memcpy(dst, s, P);
+}
+
+const MirrorRows& scalarRows() {
+    static const MirrorRows rows = [] {
+        MirrorRows r;
+        r.bySize[1] = reverseRow<1>;
+        r.bySize[2] = reverseRow<2>;
+        r.bySize[3] = reverseRow<3>;
+        r.bySize[4] = reverseRow<4>;
+        r.bySize[6] = reverseRow<6>;
+        r.bySize[8] = reverseRow<8>;
+        r.bySize[12] = reverseRow<12>;
+        r.bySize[16] = reverseRow<16>;
+        return r;
+    }();
+    return rows;
+}
+
+}  // namespace
+
+const MirrorRows& mirrorRowsFor(simd::SimdLevel level) {
+    using Table = const MirrorRows& (*)();
+    return simd::pick<Table>({VSK_SIMD_ENTRY(Avx2, mirrorRowsAvx2),
+                              VSK_SIMD_ENTRY(Ssse3, mirrorRowsSsse3),
+                              {simd::SimdLevel::Scalar, scalarRows}},
+                             level)();
+}
+
+const MirrorRows& mirrorRows() {
+    static const MirrorRows& rows = mirrorRowsFor(simd::simdLevel());
+    return rows;
+}
+
+}  // namespace vsk
