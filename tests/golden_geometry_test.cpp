@@ -32,6 +32,12 @@ const GoldenCase kGeometryCases[] = {
     {"tvskMirror in place axis 0", 0x27a5217cd8756d5b, mirrorInPlace<0>},
     {"tvskMirror in place axis 1", 0xe502b4b37d6a59b7, mirrorInPlace<1>},
     {"tvskMirror in place axis -1", 0x9a66771e8ca17691, mirrorInPlace<-1>},
+    // Rows of several vectors of every pixel size, and 1-bit rows of many
+    // words, at odd offsets.
+    {"tvskMirror wide axis 1", 0x197cad4fafd580c9, mirror<1>, wide({})},
+    {"tvskMirror wide in place axis -1", 0x00104f64ab04792c, mirrorInPlace<-1>, wide({})},
+    {"tvskMirror 1-bit long rows axis -1", 0xdd3317bad99d86e9, mirror<-1>,
+     {.depths = k1U, .width = 613}},
 
     // Zoom: 1-bit sources fall back to nearest neighbour, signed depths are
     // passed over.
