@@ -61,6 +61,17 @@ const GoldenCase kGeometryCases[] = {
      {.depths = kZoomDepths}},
     {"tvskDecimate cubic down", 0x8bafbd927b0f3903,
      decimate<1, 3, 3, 5, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
+    // Wide rows through the row kernels: picks, both axes, one axis.
+    {"tvskDecimate wide nearest", 0x296c7ae211b27a47, decimate<2, 3, 3, 4, VSK_INTER_NN>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide linear", 0x9b69fdafa505a6eb, decimate<2, 3, 3, 5, VSK_INTER_LINEAR>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide linear across", 0x0591cf41ee54cf6f, decimate<3, 4, 1, 2, VSK_INTER_LINEAR>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide cubic", 0x8d4726378992d567, decimate<3, 4, 2, 3, VSK_INTER_CUBIC>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide cubic down", 0xb1454b95ece50f04, decimate<1, 2, 3, 5, VSK_INTER_CUBIC>,
+     wide({.depths = kZoomDepths})},
 };
 
 }  // namespace
