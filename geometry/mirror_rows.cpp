@@ -13,6 +13,10 @@ void reverseRow(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
     for (std::int64_t k = 0; k < n; ++k, s -= P, dst += P) std::memcpy(dst, s, P);
 }
 
+void copyRow(std::uint8_t* dst, const std::uint8_t* src, std::int64_t bytes) {
+    std::memcpy(dst, src, static_cast<std::size_t>(bytes));
+}
+
 const MirrorRows& scalarRows() {
     static const MirrorRows rows = [] {
         MirrorRows r;
@@ -24,19 +28,31 @@ const MirrorRows& scalarRows() {
         r.bySize[8] = reverseRow<8>;
         r.bySize[12] = reverseRow<12>;
         r.bySize[16] = reverseRow<16>;
+        for (int p : kMirrorPixelSizes) r.streamingBySize[p] = r.bySize[p];
         return r;
     }();
     return rows;
 }
 
+MirrorRows rowsAt(simd::SimdLevel level) {
+    using Table = const MirrorRows& (*)();
+    MirrorRows r = simd::pick<Table>({VSK_SIMD_ENTRY(Avx2, mirrorRowsAvx2),
+                                      VSK_SIMD_ENTRY(Ssse3, mirrorRowsSsse3),
+                                      {simd::SimdLevel::Scalar, scalarRows}},
+                                     level)();
+    r.copyStreaming = simd::pick<CopyRow>(
+        {VSK_SIMD_ENTRY(Sse2, copyRowStreamingSse2), {simd::SimdLevel::Scalar, copyRow}}, level);
+    return r;
+}
+
 }  // namespace
 
 const MirrorRows& mirrorRowsFor(simd::SimdLevel level) {
-    using Table = const MirrorRows& (*)();
-    return simd::pick<Table>({VSK_SIMD_ENTRY(Avx2, mirrorRowsAvx2),
-                              VSK_SIMD_ENTRY(Ssse3, mirrorRowsSsse3),
-                              {simd::SimdLevel::Scalar, scalarRows}},
-                             level)();
+    using simd::SimdLevel;
+    static const MirrorRows tables[] = {rowsAt(SimdLevel::Scalar), rowsAt(SimdLevel::Sse2),
+                                        rowsAt(SimdLevel::Ssse3), rowsAt(SimdLevel::Sse41),
+                                        rowsAt(SimdLevel::Avx2)};
+    return tables[static_cast<int>(level)];
 }
 
 const MirrorRows& mirrorRows() {

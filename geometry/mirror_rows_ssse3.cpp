@@ -1,8 +1,11 @@
 // Reversed pixel rows with SSSE3 byte shuffles: a block of whole pixels
-// (16 bytes, or 48 for pixels of 3, 6 and 12 bytes) per step, the last
-// pixels one by one.
+// (16 bytes, or 48 for pixels of 3, 6 and 12 bytes) per step, the pixels
+// outside whole blocks one by one. The source is read from its start, so the
+// blocks go from the destination's end; the streaming rows store aligned
+// blocks past the caches.
 #include <tmmintrin.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include "mirror_rows.hpp"
@@ -12,45 +15,83 @@ namespace vsk {
 
 namespace {
 
-template <int P>
-void reverseRow(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
-    using S = ReverseShuffle<P, 16>;
-    static constexpr S shuffle = reverseShuffle<P, 16>();
-    static_assert(shuffle.covered);
-    const std::int64_t bytes = n * P;
-    std::int64_t o = 0;
-    for (; o + S::Bytes <= bytes; o += S::Bytes) {
+constexpr int kVector = 16;
+
+// Destination blocks [o, o + Bytes) for o = from + j Bytes, j descending.
+template <int P, bool Stream>
+void reverseBlocks(const std::uint8_t* src, std::uint8_t* dst, std::int64_t bytes,
+                   std::int64_t from, std::int64_t blocks) {
+    using S = ReverseShuffle<P, kVector>;
+    static constexpr S sh = reverseShuffle<P, kVector>();
+    static_assert(sh.covered);
+    for (std::int64_t o = from + (blocks - 1) * S::Bytes; o >= from; o -= S::Bytes) {
         const std::uint8_t* s = src + bytes - o - S::Bytes;
         for (int q = 0; q < S::Chunks; ++q) {
-            const auto* m = reinterpret_cast<const __m128i*>(shuffle.mask[q]);
+            const auto* m = reinterpret_cast<const __m128i*>(sh.mask[q]);
             __m128i v = _mm_shuffle_epi8(
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + shuffle.at[q][0])), m[0]);
-            if (shuffle.two[q])
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + sh.at[q][0])), m[0]);
+            if (sh.two[q])
                 v = _mm_or_si128(
-                    v, _mm_shuffle_epi8(
-                           _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + shuffle.at[q][1])),
-                           m[1]));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + o + 16 * q), v);
+                    v,
+                    _mm_shuffle_epi8(
+                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + sh.at[q][1])), m[1]));
+            auto* out = reinterpret_cast<__m128i*>(dst + o + 16 * q);
+            if constexpr (Stream)
+                _mm_stream_si128(out, v);
+            else
+                _mm_storeu_si128(out, v);
         }
     }
-    for (std::int64_t k = o / P; k < n; ++k) std::memcpy(dst + k * P, src + (n - 1 - k) * P, P);
+}
+
+// Destination pixels [from, to) one by one.
+void pixels(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n, int size, std::int64_t from,
+            std::int64_t to) {
+    for (std::int64_t k = from; k < to; ++k)
+        std::memcpy(dst + k * size, src + (n - 1 - k) * size, static_cast<std::size_t>(size));
+}
+
+template <int P>
+void reverseRow(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
+    constexpr int B = ReverseShuffle<P, kVector>::Bytes;
+    const std::int64_t bytes = n * P, blocks = bytes / B;
+    // The pixels past the last whole block come from the source's start.
+    pixels(src, dst, n, P, blocks * B / P, n);
+    reverseBlocks<P, false>(src, dst, bytes, 0, blocks);
+}
+
+// The pixels before the destination's first vector boundary one by one, the
+// blocks from there stored past the caches; rows whose boundaries no block
+// reaches go as above.
+template <int P>
+void reverseRowStreaming(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
+    constexpr int B = ReverseShuffle<P, kVector>::Bytes;
+    std::int64_t head = 0;
+    while (head < kVector &&
+           (reinterpret_cast<std::uintptr_t>(dst + head * P) & (kVector - 1)) != 0)
+        ++head;
+    const std::int64_t bytes = n * P;
+    if (head == kVector || head * P + B > bytes) return reverseRow<P>(src, dst, n);
+    const std::int64_t blocks = (bytes - head * P) / B;
+    pixels(src, dst, n, P, (head * P + blocks * B) / P, n);
+    reverseBlocks<P, true>(src, dst, bytes, head * P, blocks);
+    pixels(src, dst, n, P, 0, head);
+    // The streamed stores are ordered before whatever follows.
+    _mm_sfence();
+}
+
+template <int... Sizes>
+MirrorRows table() {
+    MirrorRows r;
+    ((r.bySize[Sizes] = reverseRow<Sizes>, r.streamingBySize[Sizes] = reverseRowStreaming<Sizes>),
+     ...);
+    return r;
 }
 
 }  // namespace
 
 const MirrorRows& mirrorRowsSsse3() {
-    static const MirrorRows rows = [] {
-        MirrorRows r;
-        r.bySize[1] = reverseRow<1>;
-        r.bySize[2] = reverseRow<2>;
-        r.bySize[3] = reverseRow<3>;
-        r.bySize[4] = reverseRow<4>;
-        r.bySize[6] = reverseRow<6>;
-        r.bySize[8] = reverseRow<8>;
-        r.bySize[12] = reverseRow<12>;
-        r.bySize[16] = reverseRow<16>;
-        return r;
-    }();
+    static const MirrorRows rows = table<1, 2, 3, 4, 6, 8, 12, 16>();
     return rows;
 }
 

@@ -43,10 +43,16 @@ template <int E>
 struct ElementKernel {
     int cols, pitch, lead, unit;
     ReverseRow reverse = nullptr;
+    CopyRow stream = nullptr;  // whole rows of large images, past the caches
 
-    ElementKernel(int cols_, int pitch_, int lead_, int unit_)
+    // `large`: the destination is larger than the caches; its whole rows are
+    // then written past them.
+    ElementKernel(int cols_, int pitch_, int lead_, int unit_, bool large)
         : cols(cols_), pitch(pitch_), lead(lead_), unit(unit_) {
-        if (unit == pitch && pitch <= kMirrorLargestPixel) reverse = mirrorRows().bySize[pitch];
+        const MirrorRows& rows = mirrorRows();
+        if (unit == pitch && pitch <= kMirrorLargestPixel)
+            reverse = large ? rows.streamingBySize[pitch] : rows.bySize[pitch];
+        if (large) stream = rows.copyStreaming;
     }
 
     RowRef row(const Area& a, std::int64_t planeOffset, int r) const {
@@ -89,7 +95,13 @@ struct ElementKernel {
             if (n < cols) moveEdge(d, s, n, n);
             if (n <= 0) return;
             if (unit == pitch) {
-                std::memmove(d.base + d.pos, s.base + s.pos, static_cast<std::size_t>(n * pitch));
+                std::uint8_t* dp = d.base + d.pos;
+                const std::uint8_t* sp = s.base + s.pos;
+                const std::int64_t bytes = n * pitch;
+                if (stream && (dp + bytes <= sp || sp + bytes <= dp))
+                    stream(dp, sp, bytes);
+                else
+                    std::memmove(dp, sp, static_cast<std::size_t>(bytes));
                 return;
             }
             moveUnits(d.base + d.pos + lead, s.base + s.pos + lead, n, pitch, unit, false);
@@ -103,9 +115,12 @@ struct ElementKernel {
         if (kd < cols && kd >= j0) moveEdge(d, s, kd, cols - 1 - kd);
         if (j0 >= kd) return;
         std::uint8_t* dp = d.base + d.pos + lead + j0 * pitch;
-        if (reverse) {
-            // Source pixels cols - kd .. cols - 1 - j0, reversed.
-            reverse(s.base + s.pos + (cols - kd) * pitch, dp, kd - j0);
+        const std::uint8_t* sp = s.base + s.pos + (cols - kd) * pitch;  // its last pixel first
+        const std::int64_t bytes = (kd - j0) * pitch;
+        if (reverse && (dp + bytes <= sp || sp + bytes <= dp)) {
+            // Source pixels cols - kd .. cols - 1 - j0, reversed. Rows that
+            // overlap (two headers over one buffer) go pixel by pixel.
+            reverse(sp, dp, kd - j0);
             return;
         }
         moveUnits(dp, s.base + s.pos + lead + (cols - 1 - j0) * pitch, kd - j0, pitch, unit, true);
@@ -144,6 +159,11 @@ struct BitKernel {
     }
 };
 
+// Whether two images' buffers share any byte.
+bool overlap(const Area& a, const Area& b) {
+    return a.data < b.data + b.size && b.data < a.data + a.size;
+}
+
 // Flips one plane: rows reversed for flipAxis 0 and -1, pixels within rows
 // for 1 and -1. In place (buffer given) rows are exchanged from the outside
 // in through the one-row buffer, the middle row of an odd count with itself.
@@ -152,6 +172,13 @@ void mirrorPlane(const K& k, const Area& s, const Area& d, std::int64_t sPlane,
                  std::int64_t dPlane, int rows, int flipAxis, std::uint8_t* buffer) {
     const bool reversed = flipAxis != 0, flipRows = flipAxis != 1;
     if (!buffer) {
+        if (flipRows && !overlap(s, d) && k.bufferBytes() <= d.step) {
+            // Separate buffers and destination rows that don't overlap each
+            // other: the order is free, the source is read from its first row on.
+            for (int i = rows - 1; i >= 0; --i)
+                k.copy(k.row(d, dPlane, i), k.row(s, sPlane, rows - 1 - i), reversed);
+            return;
+        }
         for (int i = 0; i < rows; ++i)
             k.copy(k.row(d, dPlane, i), k.row(s, sPlane, flipRows ? rows - 1 - i : i), reversed);
         return;
@@ -188,20 +215,25 @@ void runKernel(const K& k, const VskImage* src, VskImage* dst, int first, int co
     vskFreeAligned(buffer);
 }
 
+// Destinations of this many bytes and more are written past the caches,
+// which they would not fit in anyway.
+constexpr std::int64_t kStreamingBytes = std::int64_t{16} << 20;
+
 template <int E>
 void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
                  int flipAxis) {
+    const int planes = src->dataOrder == VSK_DATA_ORDER_PLANE ? (coi > 0 ? 1 : channels) : 1;
+    const int pitch = src->dataOrder == VSK_DATA_ORDER_PLANE ? E : src->nChannels * E;
+    const bool large = std::int64_t{rows} * cols * pitch * planes >= kStreamingBytes;
     if (src->dataOrder == VSK_DATA_ORDER_PLANE) {
         // One element per pixel, plane by plane.
-        const ElementKernel<E> k(cols, E, 0, E);
-        if (coi > 0) return runKernel(k, src, dst, coi - 1, 1, rows, flipAxis);
-        return runKernel(k, src, dst, 0, channels, rows, flipAxis);
+        const ElementKernel<E> k(cols, E, 0, E, large);
+        return runKernel(k, src, dst, coi > 0 ? coi - 1 : 0, planes, rows, flipAxis);
     }
-    const int pitch = src->nChannels * E;
     if (coi > 0)
-        return runKernel(ElementKernel<E>(cols, pitch, (coi - 1) * E, E), src, dst, 0, 1, rows,
-                         flipAxis);
-    runKernel(ElementKernel<E>(cols, pitch, 0, pitch), src, dst, 0, 1, rows, flipAxis);
+        return runKernel(ElementKernel<E>(cols, pitch, (coi - 1) * E, E, large), src, dst, 0, 1,
+                         rows, flipAxis);
+    runKernel(ElementKernel<E>(cols, pitch, 0, pitch, large), src, dst, 0, 1, rows, flipAxis);
 }
 
 }  // namespace
