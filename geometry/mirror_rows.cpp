@@ -17,29 +17,23 @@ void copyRow(std::uint8_t* dst, const std::uint8_t* src, std::int64_t bytes) {
     std::memcpy(dst, src, static_cast<std::size_t>(bytes));
 }
 
-const MirrorRows& scalarRows() {
-    static const MirrorRows rows = [] {
-        MirrorRows r;
-        r.bySize[1] = reverseRow<1>;
-        r.bySize[2] = reverseRow<2>;
-        r.bySize[3] = reverseRow<3>;
-        r.bySize[4] = reverseRow<4>;
-        r.bySize[6] = reverseRow<6>;
-        r.bySize[8] = reverseRow<8>;
-        r.bySize[12] = reverseRow<12>;
-        r.bySize[16] = reverseRow<16>;
-        for (int p : kMirrorPixelSizes) r.streamingBySize[p] = r.bySize[p];
-        return r;
-    }();
-    return rows;
-}
-
 MirrorRows rowsAt(simd::SimdLevel level) {
-    using Table = const MirrorRows& (*)();
-    MirrorRows r = simd::pick<Table>({VSK_SIMD_ENTRY(Avx2, mirrorRowsAvx2),
-                                      VSK_SIMD_ENTRY(Ssse3, mirrorRowsSsse3),
-                                      {simd::SimdLevel::Scalar, scalarRows}},
-                                     level)();
+    MirrorRows r;
+    r.bySize[1] = reverseRow<1>;
+    r.bySize[2] = reverseRow<2>;
+    r.bySize[3] = reverseRow<3>;
+    r.bySize[4] = reverseRow<4>;
+    r.bySize[6] = reverseRow<6>;
+    r.bySize[8] = reverseRow<8>;
+    r.bySize[12] = reverseRow<12>;
+    r.bySize[16] = reverseRow<16>;
+    for (int p : kMirrorPixelSizes) r.streamingBySize[p] = r.bySize[p];
+    using Fill = void (*)(MirrorRows&);
+    const Fill fill = simd::pick<Fill>({VSK_SIMD_ENTRY(Avx2, fillMirrorRowsAvx2),
+                                        VSK_SIMD_ENTRY(Ssse3, fillMirrorRowsSsse3),
+                                        {simd::SimdLevel::Scalar, [](MirrorRows&) {}}},
+                                       level);
+    fill(r);
     r.copyStreaming = simd::pick<CopyRow>(
         {VSK_SIMD_ENTRY(Sse2, copyRowStreamingSse2), {simd::SimdLevel::Scalar, copyRow}}, level);
     return r;

@@ -35,9 +35,10 @@ struct MirrorRows {
 const MirrorRows& mirrorRows();
 const MirrorRows& mirrorRowsFor(simd::SimdLevel level);
 
-// The tables and kernels of the instruction-set files.
-const MirrorRows& mirrorRowsSsse3();
-const MirrorRows& mirrorRowsAvx2();
+// The kernels of the instruction-set files: each sets the rows it has. (The
+// tables themselves are made here, in baseline code.)
+void fillMirrorRowsSsse3(MirrorRows& rows);
+void fillMirrorRowsAvx2(MirrorRows& rows);
 void copyRowStreamingSse2(std::uint8_t* dst, const std::uint8_t* src, std::int64_t bytes);
 
 }  // namespace vsk

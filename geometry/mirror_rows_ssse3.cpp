@@ -81,18 +81,13 @@ void reverseRowStreaming(const std::uint8_t* src, std::uint8_t* dst, std::int64_
 }
 
 template <int... Sizes>
-MirrorRows table() {
-    MirrorRows r;
+void fill(MirrorRows& r) {
     ((r.bySize[Sizes] = reverseRow<Sizes>, r.streamingBySize[Sizes] = reverseRowStreaming<Sizes>),
      ...);
-    return r;
 }
 
 }  // namespace
 
-const MirrorRows& mirrorRowsSsse3() {
-    static const MirrorRows rows = table<1, 2, 3, 4, 6, 8, 12, 16>();
-    return rows;
-}
+void fillMirrorRowsSsse3(MirrorRows& rows) { fill<1, 2, 3, 4, 6, 8, 12, 16>(rows); }
 
 }  // namespace vsk
