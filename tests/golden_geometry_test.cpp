@@ -32,6 +32,12 @@ const GoldenCase kGeometryCases[] = {
     {"tvskMirror in place axis 0", 0x27a5217cd8756d5b, mirrorInPlace<0>},
     {"tvskMirror in place axis 1", 0xe502b4b37d6a59b7, mirrorInPlace<1>},
     {"tvskMirror in place axis -1", 0x9a66771e8ca17691, mirrorInPlace<-1>},
+    // Rows of several vectors of every pixel size, and 1-bit rows of many
+    // words, at odd offsets.
+    {"tvskMirror wide axis 1", 0x197cad4fafd580c9, mirror<1>, wide({})},
+    {"tvskMirror wide in place axis -1", 0x00104f64ab04792c, mirrorInPlace<-1>, wide({})},
+    {"tvskMirror 1-bit long rows axis -1", 0xdd3317bad99d86e9, mirror<-1>,
+     {.depths = k1U, .width = 613}},
 
     // Zoom: 1-bit sources fall back to nearest neighbour, signed depths are
     // passed over.
@@ -55,6 +61,17 @@ const GoldenCase kGeometryCases[] = {
      {.depths = kZoomDepths}},
     {"tvskDecimate cubic down", 0x8bafbd927b0f3903,
      decimate<1, 3, 3, 5, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
+    // Wide rows through the row kernels: picks, both axes, one axis.
+    {"tvskDecimate wide nearest", 0x296c7ae211b27a47, decimate<2, 3, 3, 4, VSK_INTER_NN>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide linear", 0x9b69fdafa505a6eb, decimate<2, 3, 3, 5, VSK_INTER_LINEAR>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide linear across", 0x0591cf41ee54cf6f, decimate<3, 4, 1, 2, VSK_INTER_LINEAR>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide cubic", 0x8d4726378992d567, decimate<3, 4, 2, 3, VSK_INTER_CUBIC>,
+     wide({.depths = kZoomDepths})},
+    {"tvskDecimate wide cubic down", 0xb1454b95ece50f04, decimate<1, 2, 3, 5, VSK_INTER_CUBIC>,
+     wide({.depths = kZoomDepths})},
 };
 
 }  // namespace
