@@ -151,8 +151,16 @@ inline int channels(const Shape& s) {
     return CH ? CH : s.ch;
 }
 
+// Rows of nearest neighbour; with `shuffled`, rows whose pixels hold
+// exactly the selected channels go through the byte-shuffle kernel.
+struct Shuffled {
+    NearestRow row;
+    NearestColumns columns;
+};
+
 template <class T, int CH>
-void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys) {
+void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys,
+                 const Shuffled* shuffled) {
     const int ch = channels<CH>(s);
     for (int j = 0; j < s.rows; ++j) {
         T* d = v.dst + j * v.dStride;
@@ -161,6 +169,11 @@ void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys)
             continue;
         }
         const T* row = v.src + ys[j] * v.sStride;
+        if (shuffled) {
+            shuffled->row(reinterpret_cast<const std::uint8_t*>(row), shuffled->columns,
+                          reinterpret_cast<std::uint8_t*>(d));
+            continue;
+        }
         // Locals, so that byte stores need not reload them.
         const std::ptrdiff_t sPix = s.sPix, dPix = s.dPix;
         const int cols = s.cols;
@@ -310,6 +323,37 @@ int lastRow(const CubicPos* yp, int n) {
     int r = INT_MIN;
     for (int j = 0; j < n; ++j) r = std::max({r, yp[j].s[0], yp[j].s[1], yp[j].s[2], yp[j].s[3]});
     return r;
+}
+
+// The byte table of nearest neighbour for samples of `size` bytes, with
+// `availBytes` readable from the start of the last row a pass reads; false
+// where rows are too long for it.
+bool nearestColumns(const int* xs, const Shape& s, int size, std::int64_t availBytes,
+                    Scratch& scratch, NearestColumns* out) {
+    const std::int64_t total = std::int64_t{s.cols} * s.ch * size;
+    if (total > INT_MAX / 2) return false;
+    const int bytes = static_cast<int>(total), groups = bytes / kNearestGroup;
+    std::int32_t* src = scratch.take<std::int32_t>(bytes);
+    std::int32_t* base = scratch.take<std::int32_t>(std::max(groups, 1));
+    std::uint8_t* pick = scratch.take<std::uint8_t>(std::max(groups, 1) * kNearestGroup);
+    if (!scratch.ok()) return false;
+    for (int k = 0; k < bytes; ++k) {
+        const int v = k / size, i = v / s.ch, c = v % s.ch;
+        src[k] = (offsetOf(xs[i], s.sPix) + c) * size + k % size;
+    }
+    int safe = groups;
+    for (int g = 0; g < groups; ++g) {
+        const std::int32_t* at = src + g * kNearestGroup;
+        const std::int32_t lo = *std::min_element(at, at + kNearestGroup);
+        const std::int32_t hi = *std::max_element(at, at + kNearestGroup);
+        const bool fits = hi - lo < kNearestGroup;
+        base[g] = fits ? lo : kNoWindow;
+        for (int k = 0; k < kNearestGroup; ++k)
+            pick[g * kNearestGroup + k] = static_cast<std::uint8_t>(fits ? at[k] - lo : 0);
+        if (safe == groups && fits && std::int64_t{lo} + kNearestGroup > availBytes) safe = g;
+    }
+    *out = {src, base, pick, bytes, safe};
+    return true;
 }
 
 // A weight in quarters: m for f = m / 4 with 0 <= m < 8, else -1.
@@ -473,8 +517,19 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
             if (!scratch.ok()) return;
             nearestPositions(job.ax, xs);
             nearestPositions(job.ay, ys);
+            // Whole rows of the selected channels go through the byte shuffles.
+            Shuffled shuffled{zoomKernels().nearest, {}};
+            const bool shuffle =
+                shuffled.row && shape.ch == shape.dPix &&
+                nearestColumns(xs, shape, sizeof(T),
+                               availFrom(*std::max_element(ys, ys + shape.rows)) * sizeof(T),
+                               scratch, &shuffled.columns);
+            if (!scratch.ok()) return;
             withChannels(shape.ch, [&](auto ch) {
-                eachPass([&](const View<T>& v) { nearestPass<T, decltype(ch)::value>(v, shape, xs, ys); });
+                eachPass([&](const View<T>& v) {
+                    nearestPass<T, decltype(ch)::value>(v, shape, xs, ys,
+                                                        shuffle ? &shuffled : nullptr);
+                });
             });
             break;
         }

@@ -122,6 +122,7 @@ ZoomKernels zoomKernelsScalar() {
 ZoomKernels zoomKernelsFor(simd::SimdLevel level) {
     using Make = ZoomKernels (*)();
     return simd::pick<Make>({VSK_SIMD_ENTRY(Avx2, zoomKernelsAvx2),
+                             VSK_SIMD_ENTRY(Ssse3, zoomKernelsSsse3),
                              VSK_SIMD_ENTRY(Sse2, zoomKernelsSse2),
                              {simd::SimdLevel::Scalar, zoomKernelsScalar}},
                             level)();

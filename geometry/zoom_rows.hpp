@@ -8,6 +8,7 @@
 // side (column i, channel c at i x ch + c).
 #pragma once
 
+#include <climits>
 #include <cstdint>
 
 #include "simd.hpp"
@@ -89,6 +90,22 @@ using QuarterV = void (*)(const std::int16_t* a, const std::int16_t* b, int m, s
 void quarterHScalar(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h);
 void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n);
 
+// Nearest neighbour on rows whose pixels hold exactly the selected channels
+// (or one plane), as bytes: destination byte k is source byte src[k] of the
+// row. The row is taken in groups of kNearestGroup bytes; a group whose
+// source bytes lie within kNearestGroup bytes from base[g] is one byte
+// shuffle (base[g] is kNoWindow for the others).
+constexpr int kNearestGroup = 16;
+constexpr std::int32_t kNoWindow = INT32_MIN;
+struct NearestColumns {
+    const std::int32_t* src;   // per destination byte: its source byte from the row start
+    const std::int32_t* base;  // per group: byte offset of its window, or kNoWindow
+    const std::uint8_t* pick;  // per group: the window position of each of its bytes
+    int bytes;                 // bytes of the destination row
+    int safe;                  // leading groups whose window is readable
+};
+using NearestRow = void (*)(const std::uint8_t* row, const NearestColumns& x, std::uint8_t* d);
+
 struct ZoomKernels {
     ZoomRows<std::uint8_t> u8;
     ZoomRows<std::uint16_t> u16;
@@ -96,6 +113,8 @@ struct ZoomKernels {
     // level leaves that zoom to the double kernels (the scalar level does).
     QuarterH quarterH = nullptr;
     QuarterV quarterV = nullptr;
+    // Nearest neighbour by byte shuffles; null where the level has none.
+    NearestRow nearest = nullptr;
 };
 
 // The kernels of the level the library runs at (simd::simdLevel()).
@@ -106,6 +125,7 @@ ZoomKernels zoomKernelsFor(simd::SimdLevel level);
 // Each instruction set's kernels (the scalar ones always exist).
 ZoomKernels zoomKernelsScalar();
 ZoomKernels zoomKernelsSse2();
+ZoomKernels zoomKernelsSsse3();  // the SSE2 ones and the integer kernels
 ZoomKernels zoomKernelsAvx2();
 
 }  // namespace vsk::zoom

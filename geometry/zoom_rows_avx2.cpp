@@ -68,7 +68,7 @@ void linearPixels(const T* row, const LinearColumns& x, float* h) {
             lerp(widen4(row + o0[i]), widen4(row + o1[i]), _mm256_broadcast_sd(f + i));
         _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
     }
-    tailLinearH(row, x, CH, h, i);
+    tailLinearH<T, CH>(row, x, CH, h, i);
 }
 
 // One channel: eight columns in the lanes.
@@ -85,7 +85,7 @@ void linearColumns(const T* row, const LinearColumns& x, float* h) {
         storeFloats(h + i, lerp(a0, b0, _mm256_loadu_pd(f + i)),
                     lerp(a1, b1, _mm256_loadu_pd(f + i + 4)));
     }
-    tailLinearH(row, x, 1, h, i);
+    tailLinearH<T, 1>(row, x, 1, h, i);
 }
 
 template <class T>
@@ -110,7 +110,7 @@ void cubicPixels(const T* row, const CubicColumns& x, float* h) {
                                  _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
         _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
     }
-    tailCubicH(row, x, CH, h, i);
+    tailCubicH<T, CH>(row, x, CH, h, i);
 }
 
 template <class T>
@@ -128,7 +128,7 @@ void cubicColumns(const T* row, const CubicColumns& x, float* h) {
                                   _mm256_loadu_pd(c2 + i + 4), _mm256_loadu_pd(c3 + i + 4));
         storeFloats(h + i, r0, r1);
     }
-    tailCubicH(row, x, 1, h, i);
+    tailCubicH<T, 1>(row, x, 1, h, i);
 }
 
 template <class T>
@@ -274,8 +274,10 @@ constexpr ZoomRows<T> rows() {
 
 }  // namespace
 
+// Nearest neighbour is the SSSE3 kernel.
 ZoomKernels zoomKernelsAvx2() {
-    return {rows<std::uint8_t>(), rows<std::uint16_t>(), quarterH, quarterV};
+    return {rows<std::uint8_t>(), rows<std::uint16_t>(), quarterH, quarterV,
+            zoomKernelsSsse3().nearest};
 }
 
 }  // namespace vsk::zoom

@@ -54,12 +54,13 @@ void linearPixels(const T* row, const LinearColumns& x, float* h) {
         const __m128d f = _mm_set1_pd(x.f[i]);
         storeFloats(h + i * CH, {lerp(a.lo, b.lo, f), lerp(a.hi, b.hi, f)});
     }
-    tailLinearH(row, x, CH, h, i);
+    tailLinearH<T, CH>(row, x, CH, h, i);
 }
 
 template <class T>
 void linearH(const T* row, const LinearColumns& x, int ch, float* h) {
     switch (ch) {
+        case 1: return tailLinearH<T, 1>(row, x, 1, h, 0);
         case 3: return linearPixels<T, 3>(row, x, h);
         case 4: return linearPixels<T, 4>(row, x, h);
         default: return tailLinearH(row, x, ch, h, 0);
@@ -87,12 +88,13 @@ void cubicPixels(const T* row, const CubicColumns& x, float* h) {
         storeFloats(h + i * CH, {newton(p0.lo, p1.lo, p2.lo, p3.lo, c1, c2, c3),
                                  newton(p0.hi, p1.hi, p2.hi, p3.hi, c1, c2, c3)});
     }
-    tailCubicH(row, x, CH, h, i);
+    tailCubicH<T, CH>(row, x, CH, h, i);
 }
 
 template <class T>
 void cubicH(const T* row, const CubicColumns& x, int ch, float* h) {
     switch (ch) {
+        case 1: return tailCubicH<T, 1>(row, x, 1, h, 0);
         case 3: return cubicPixels<T, 3>(row, x, h);
         case 4: return cubicPixels<T, 4>(row, x, h);
         default: return tailCubicH(row, x, ch, h, 0);

@@ -23,8 +23,10 @@ inline T tailClamp(int v) {
     return static_cast<T>(v < 0 ? 0 : (v > top ? top : v));
 }
 
-template <class T>
-void tailLinearH(const T* row, const LinearColumns& x, int ch, float* h, int from) {
+// CH is the channel count, or 0 for a count given at run time.
+template <class T, int CH = 0>
+void tailLinearH(const T* row, const LinearColumns& x, int chs, float* h, int from) {
+    const int ch = CH ? CH : chs;
     for (int i = from; i < x.n; ++i) {
         const T* p0 = row + x.o0[i];
         const T* p1 = row + x.o1[i];
@@ -36,8 +38,9 @@ void tailLinearH(const T* row, const LinearColumns& x, int ch, float* h, int fro
     }
 }
 
-template <class T>
-void tailCubicH(const T* row, const CubicColumns& x, int ch, float* h, int from) {
+template <class T, int CH = 0>
+void tailCubicH(const T* row, const CubicColumns& x, int chs, float* h, int from) {
+    const int ch = CH ? CH : chs;
     for (int i = from; i < x.n; ++i) {
         for (int c = 0; c < ch; ++c) {
             const double p0 = row[x.o[0][i] + c], p1 = row[x.o[1][i] + c], p2 = row[x.o[2][i] + c],

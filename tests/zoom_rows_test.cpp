@@ -272,3 +272,38 @@ TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
         }
     }
 }
+
+TEST(ZoomRows, NearestShufflesCopyEveryByteFromItsSource) {
+    for (SimdLevel level : vectorLevels()) {
+        const ZoomKernels fast = zoomKernelsFor(level);
+        if (!fast.nearest) continue;
+        SCOPED_TRACE(vsk::simd::levelName(level));
+        for (int round = 0; round < 300; ++round) {
+            // Sources moving by up to two bytes per byte, so that some groups
+            // fit a window and some don't; the last windows run past the row.
+            const int bytes = pick(1, 120), groups = bytes / kNearestGroup;
+            std::vector<std::int32_t> src(bytes);
+            int at = pick(0, 8);
+            for (int k = 0; k < bytes; ++k, at += pick(0, 2)) src[k] = at;
+            const int length = at + 1;
+            std::vector<std::uint8_t> row(static_cast<std::size_t>(length));
+            for (auto& v : row) v = static_cast<std::uint8_t>(pick(0, 255));
+            std::vector<std::int32_t> base(std::max(groups, 1));
+            std::vector<std::uint8_t> sel(std::max(groups, 1) * kNearestGroup);
+            int safe = groups;
+            for (int g = 0; g < groups; ++g) {
+                const std::int32_t* s = src.data() + g * kNearestGroup;
+                const bool fits = s[kNearestGroup - 1] - s[0] < kNearestGroup;
+                base[g] = fits ? s[0] : kNoWindow;
+                for (int k = 0; k < kNearestGroup; ++k)
+                    sel[g * kNearestGroup + k] = static_cast<std::uint8_t>(fits ? s[k] - s[0] : 0);
+                if (safe == groups && fits && s[0] + kNearestGroup > length) safe = g;
+            }
+            std::vector<std::uint8_t> want(bytes), got(bytes);
+            for (int k = 0; k < bytes; ++k) want[k] = row[src[k]];
+            fast.nearest(row.data(), {src.data(), base.data(), sel.data(), bytes, safe},
+                         got.data());
+            ASSERT_EQ(want, got) << "round " << round;
+        }
+    }
+}
