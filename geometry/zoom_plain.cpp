@@ -372,7 +372,8 @@ template <class EachPass>
 bool byQuarters(const Shape& s, const LinearPos* xp, const LinearPos* yp, std::int64_t avail,
                 std::uint8_t* made, Scratch& scratch, EachPass&& eachPass) {
     const ZoomKernels& k = zoomKernels();
-    if (!k.quarterH) return false;
+    // Rows longer than the float buffers can hold are left to the double path.
+    if (!k.quarterH || std::int64_t{s.cols} * s.ch > INT_MAX / 4) return false;
     for (int j = 0; j < s.rows; ++j)
         if (quarters(yp[j].f) < 0) return false;
     for (int i = 0; i < s.cols; ++i)

@@ -12,43 +12,67 @@ namespace {
 
 // ---- horizontal ----------------------------------------------------------------
 
-// Four elements from p widened to doubles.
-inline __m256d widen4(const std::uint8_t* p) {
+// The horizontal steps take the differences of the samples in 32-bit
+// integers: they are small integers, exact in double as well, so the double
+// values are the same as from the double subtractions of the formulas.
+
+// Four elements from p as 32-bit integers.
+inline __m128i ints4(const std::uint8_t* p) {
     int v;
     std::memcpy(&v, p, 4);
-    return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(v)));
+    return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(v));
 }
-inline __m256d widen4(const std::uint16_t* p) {
-    return _mm256_cvtepi32_pd(
-        _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+inline __m128i ints4(const std::uint16_t* p) {
+    return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
 }
 
-// Eight samples at element offsets o from row, as two groups of four doubles.
+// Eight samples at element offsets o from row as 32-bit integers.
 template <class T>
-inline void gather8(const T* row, const std::int32_t* o, __m256d* lo, __m256d* hi) {
+inline __m256i gather8(const T* row, const std::int32_t* o) {
     const __m256i at = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(o));
-    __m256i v = _mm256_i32gather_epi32(reinterpret_cast<const int*>(row), at, sizeof(T));
-    v = _mm256_and_si256(v, _mm256_set1_epi32(sizeof(T) == 1 ? 0xFF : 0xFFFF));
-    *lo = _mm256_cvtepi32_pd(_mm256_castsi256_si128(v));
-    *hi = _mm256_cvtepi32_pd(_mm256_extracti128_si256(v, 1));
+    const __m256i v = _mm256_i32gather_epi32(reinterpret_cast<const int*>(row), at, sizeof(T));
+    return _mm256_and_si256(v, _mm256_set1_epi32(sizeof(T) == 1 ? 0xFF : 0xFFFF));
 }
+
+inline __m256d lo4(__m256i v) { return _mm256_cvtepi32_pd(_mm256_castsi256_si128(v)); }
+inline __m256d hi4(__m256i v) { return _mm256_cvtepi32_pd(_mm256_extracti128_si256(v, 1)); }
 
 inline void storeFloats(float* h, __m256d lo, __m256d hi) {
     _mm_storeu_ps(h, _mm256_cvtpd_ps(lo));
     _mm_storeu_ps(h + 4, _mm256_cvtpd_ps(hi));
 }
 
-inline __m256d lerp(__m256d a, __m256d b, __m256d f) {
-    return _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(b, a), f), a);
+// (p1 - p0) f + p0 with the difference d = p1 - p0.
+inline __m256d across(__m256d p0, __m256d d, __m256d f) {
+    return _mm256_add_pd(_mm256_mul_pd(d, f), p0);
 }
 
-// d3 c3 + (d1 c1 + d2 c2) + p0 with the Newton differences of p0 .. p3.
-inline __m256d newton(__m256d p0, __m256d p1, __m256d p2, __m256d p3, __m256d c1, __m256d c2,
+// The Newton differences d1 = p1 - p0, d2 = (p2 - p1) - d1 and
+// d3 = (p3 - 2 p2 + p1) - d2.
+struct Differences4 {
+    __m128i d1, d2, d3;
+};
+struct Differences8 {
+    __m256i d1, d2, d3;
+};
+inline Differences4 differences(__m128i p0, __m128i p1, __m128i p2, __m128i p3) {
+    const __m128i d1 = _mm_sub_epi32(p1, p0);
+    const __m128i d2 = _mm_sub_epi32(_mm_sub_epi32(p2, p1), d1);
+    const __m128i d3 =
+        _mm_sub_epi32(_mm_add_epi32(_mm_sub_epi32(p3, _mm_add_epi32(p2, p2)), p1), d2);
+    return {d1, d2, d3};
+}
+inline Differences8 differences(__m256i p0, __m256i p1, __m256i p2, __m256i p3) {
+    const __m256i d1 = _mm256_sub_epi32(p1, p0);
+    const __m256i d2 = _mm256_sub_epi32(_mm256_sub_epi32(p2, p1), d1);
+    const __m256i d3 =
+        _mm256_sub_epi32(_mm256_add_epi32(_mm256_sub_epi32(p3, _mm256_add_epi32(p2, p2)), p1), d2);
+    return {d1, d2, d3};
+}
+
+// d3 c3 + (d1 c1 + d2 c2) + p0.
+inline __m256d newton(__m256d p0, __m256d d1, __m256d d2, __m256d d3, __m256d c1, __m256d c2,
                       __m256d c3) {
-    const __m256d d1 = _mm256_sub_pd(p1, p0);
-    const __m256d d2 = _mm256_sub_pd(_mm256_sub_pd(p2, p1), d1);
-    const __m256d d3 = _mm256_sub_pd(
-        _mm256_add_pd(_mm256_sub_pd(p3, _mm256_mul_pd(_mm256_set1_pd(2.0), p2)), p1), d2);
     return _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(d3, c3),
                                        _mm256_add_pd(_mm256_mul_pd(d1, c1), _mm256_mul_pd(d2, c2))),
                          p0);
@@ -64,8 +88,9 @@ void linearPixels(const T* row, const LinearColumns& x, float* h) {
     const int safe = x.safe;
     int i = 0;
     for (; i < safe; ++i) {
+        const __m128i p0 = ints4(row + o0[i]), d = _mm_sub_epi32(ints4(row + o1[i]), p0);
         const __m256d r =
-            lerp(widen4(row + o0[i]), widen4(row + o1[i]), _mm256_broadcast_sd(f + i));
+            across(_mm256_cvtepi32_pd(p0), _mm256_cvtepi32_pd(d), _mm256_broadcast_sd(f + i));
         _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
     }
     tailLinearH<T, CH>(row, x, CH, h, i);
@@ -79,11 +104,9 @@ void linearColumns(const T* row, const LinearColumns& x, float* h) {
     const int safe = x.safe;
     int i = 0;
     for (; i + 8 <= safe; i += 8) {
-        __m256d a0, a1, b0, b1;
-        gather8(row, o0 + i, &a0, &a1);
-        gather8(row, o1 + i, &b0, &b1);
-        storeFloats(h + i, lerp(a0, b0, _mm256_loadu_pd(f + i)),
-                    lerp(a1, b1, _mm256_loadu_pd(f + i + 4)));
+        const __m256i p0 = gather8(row, o0 + i), d = _mm256_sub_epi32(gather8(row, o1 + i), p0);
+        storeFloats(h + i, across(lo4(p0), lo4(d), _mm256_loadu_pd(f + i)),
+                    across(hi4(p0), hi4(d), _mm256_loadu_pd(f + i + 4)));
     }
     tailLinearH<T, 1>(row, x, 1, h, i);
 }
@@ -105,9 +128,13 @@ void cubicPixels(const T* row, const CubicColumns& x, float* h) {
     const int safe = x.safe;
     int i = 0;
     for (; i < safe; ++i) {
-        const __m256d r = newton(widen4(row + o0[i]), widen4(row + o1[i]), widen4(row + o2[i]),
-                                 widen4(row + o3[i]), _mm256_broadcast_sd(c1 + i),
-                                 _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
+        const __m128i p0 = ints4(row + o0[i]);
+        const Differences4 d =
+            differences(p0, ints4(row + o1[i]), ints4(row + o2[i]), ints4(row + o3[i]));
+        const __m256d r =
+            newton(_mm256_cvtepi32_pd(p0), _mm256_cvtepi32_pd(d.d1), _mm256_cvtepi32_pd(d.d2),
+                   _mm256_cvtepi32_pd(d.d3), _mm256_broadcast_sd(c1 + i),
+                   _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
         _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
     }
     tailCubicH<T, CH>(row, x, CH, h, i);
@@ -120,12 +147,14 @@ void cubicColumns(const T* row, const CubicColumns& x, float* h) {
     const int safe = x.safe;
     int i = 0;
     for (; i + 8 <= safe; i += 8) {
-        __m256d lo[4], hi[4];
-        for (int m = 0; m < 4; ++m) gather8(row, o[m] + i, &lo[m], &hi[m]);
-        const __m256d r0 = newton(lo[0], lo[1], lo[2], lo[3], _mm256_loadu_pd(c1 + i),
+        const __m256i p0 = gather8(row, o[0] + i);
+        const Differences8 d =
+            differences(p0, gather8(row, o[1] + i), gather8(row, o[2] + i), gather8(row, o[3] + i));
+        const __m256d r0 = newton(lo4(p0), lo4(d.d1), lo4(d.d2), lo4(d.d3), _mm256_loadu_pd(c1 + i),
                                   _mm256_loadu_pd(c2 + i), _mm256_loadu_pd(c3 + i));
-        const __m256d r1 = newton(hi[0], hi[1], hi[2], hi[3], _mm256_loadu_pd(c1 + i + 4),
-                                  _mm256_loadu_pd(c2 + i + 4), _mm256_loadu_pd(c3 + i + 4));
+        const __m256d r1 =
+            newton(hi4(p0), hi4(d.d1), hi4(d.d2), hi4(d.d3), _mm256_loadu_pd(c1 + i + 4),
+                   _mm256_loadu_pd(c2 + i + 4), _mm256_loadu_pd(c3 + i + 4));
         storeFloats(h + i, r0, r1);
     }
     tailCubicH<T, 1>(row, x, 1, h, i);
@@ -171,6 +200,11 @@ inline void store16(T* d, const __m128i r[4]) {
 
 inline __m256d wide(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
 
+// (b - a) f + a.
+inline __m256d between(__m256d a, __m256d b, __m256d f) {
+    return _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(b, a), f), a);
+}
+
 template <class T>
 void linearV(const float* a, const float* b, double f, T* d, int n) {
     int k = 0;
@@ -185,7 +219,7 @@ void linearV(const float* a, const float* b, double f, T* d, int n) {
         const __m256d vf = _mm256_set1_pd(f);
         for (; k + 16 <= n; k += 16) {
             for (int m = 0; m < 4; ++m)
-                r[m] = round4(lerp(wide(a + k + 4 * m), wide(b + k + 4 * m), vf));
+                r[m] = round4(between(wide(a + k + 4 * m), wide(b + k + 4 * m), vf));
             store16<T, false>(d + k, r);
         }
     }
