@@ -1,7 +1,8 @@
 // The plain zoom between two buffered headers: rectangles, channel
 // selection, the destination clamp, and the nearest-neighbour, linear and
-// cubic kernels. Positions and weights are computed once per call; the
-// kernels then run the formulas' arithmetic per sample.
+// cubic passes. Positions, weights and the column tables of the row kernels
+// (zoom_rows.hpp) are computed once per call; the passes then run the row
+// kernels of the processor's level over the rows.
 #include <algorithm>
 #include <cstring>
 #include <limits>

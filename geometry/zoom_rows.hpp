@@ -1,8 +1,10 @@
-// The row kernels of linear and cubic zoom: the horizontal step from a source
-// row into a row of floats, and the vertical step from two or four such rows
-// into destination samples. The scalar kernels (zoom_rows.cpp) are always
-// built; zoom_rows_sse2.cpp and zoom_rows_avx2.cpp hold packed-double versions
-// that run the same operations in the same order and give the same bits.
+// The row kernels of zoom: for linear and cubic, the horizontal step from a
+// source row into a row of floats and the vertical step from two or four such
+// rows into destination samples; integer kernels for 8-bit linear zoom by
+// quarters; byte shuffles for nearest neighbour. The scalar kernels
+// (zoom_rows.cpp) are always built; zoom_rows_sse2.cpp and zoom_rows_avx2.cpp
+// hold packed-double versions that give the same bits, zoom_rows_ssse3.cpp
+// (and the AVX2 file) the integer and shuffle kernels.
 //
 // Float rows hold the selected channels of each destination column side by
 // side (column i, channel c at i x ch + c).
@@ -125,7 +127,7 @@ ZoomKernels zoomKernelsFor(simd::SimdLevel level);
 // Each instruction set's kernels (the scalar ones always exist).
 ZoomKernels zoomKernelsScalar();
 ZoomKernels zoomKernelsSse2();
-ZoomKernels zoomKernelsSsse3();  // the SSE2 ones and the integer kernels
+ZoomKernels zoomKernelsSsse3();  // the SSE2 ones and the byte-shuffle kernels
 ZoomKernels zoomKernelsAvx2();
 
 }  // namespace vsk::zoom
