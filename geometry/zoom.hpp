@@ -6,11 +6,6 @@
 #include <climits>
 #include <cmath>
 
-#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
-#include <emmintrin.h>
-#define VSK_ZOOM_SSE2 1
-#endif
-
 #include "numeric.hpp"
 #include "tiles.hpp"
 

@@ -47,6 +47,16 @@ const GoldenCase kGeometryCases[] = {
      {.depths = kZoomDepths}},
     {"tvskZoom cubic", 0x22ee52bcf2cb5b9e, zoom<2, 1, 3, 2, VSK_INTER_CUBIC>,
      {.depths = kZoomDepths}},
+    // Wide rows through the row kernels: nearest neighbour, linear by
+    // quarters (the integer rule at 8 bits), linear and cubic by other factors.
+    {"tvskZoom nearest wide", 0x1080b215816a0f83, zoom<3, 2, 2, 1, VSK_INTER_NN>,
+     wide({.depths = kZoomDepths})},
+    {"tvskZoom linear wide by 2", 0xc0628d8b14f0829d, zoom<2, 1, 4, 3, VSK_INTER_LINEAR>,
+     wide({.depths = kZoomDepths})},
+    {"tvskZoom linear wide", 0xe6e37c2358273567, zoom<5, 2, 3, 2, VSK_INTER_LINEAR>,
+     wide({.depths = kZoomDepths})},
+    {"tvskZoom cubic wide", 0x9c89b8dd87e6d033, zoom<3, 2, 2, 1, VSK_INTER_CUBIC>,
+     wide({.depths = kZoomDepths})},
 
     // Decimate: integral factors, non-integral ones, and one of each.
     {"tvskDecimate nearest integral", 0xf4cf4fbf896d33d2,
