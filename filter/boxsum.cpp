@@ -18,7 +18,7 @@ namespace vsk {
 namespace {
 
 // Pixels per piece of a row whose sums are run and stored at once.
-constexpr int kPiece = 512;
+constexpr int kPiece = 256;
 
 // ---- the source rows ---------------------------------------------------------
 
