@@ -85,7 +85,8 @@ private:
 // nRows + 1 rows.
 class StripFeed final : public RowFeed {
 public:
-    StripFeed(const VskImage* src, std::int64_t x, std::int64_t y, std::int64_t width, int slots)
+    StripFeed(const VskImage* src, std::int64_t x, std::int64_t y, std::int64_t width,
+              std::int64_t slots)
         : src_(src), y_(y), width_(width), slots_(slots) {
         x0 = x;
         values = pixelPitch(src);
@@ -100,14 +101,15 @@ public:
 
     // Takes the ring and fetches the first row; false when either fails.
     bool open() {
-        if (!fitsInt(x0) || !fitsInt(width_)) return false;
+        // A ring past INT_MAX bytes is refused like a failed allocation,
+        // before any product of the sizes could overflow.
+        if (!fitsInt(x0) || !fitsInt(width_) || width_ * src_->nChannels > INT_MAX) return false;
         stride_ = rowBytes(src_->dataOrder, src_->depth, src_->align, src_->nChannels,
                            static_cast<int>(width_));
         planeStep = stride_;
         rowBytes_ = stride_ * planeCount(src_);
-        const std::int64_t size = rowBytes_ * slots_;
-        if (size > INT_MAX - 64) return false;
-        ring_ = static_cast<char*>(vskAllocAligned(static_cast<int>(size)));
+        if (slots_ > (INT_MAX - 64) / rowBytes_) return false;
+        ring_ = static_cast<char*>(vskAllocAligned(static_cast<int>(rowBytes_ * slots_)));
         return ring_ && row(0).fetched;
     }
 
@@ -144,7 +146,7 @@ private:
 
     const VskImage* src_;
     std::int64_t y_, width_;
-    int slots_;
+    std::int64_t slots_;
     std::int64_t imageStride_ = 0, stride_ = 0, rowBytes_ = 0;
     char* ring_ = nullptr;
     std::int64_t next_ = 0;
@@ -213,6 +215,8 @@ public:
 
     void run() {
         if (box_.nRows == 1 && box_.nCols == 1) return copy();
+        // Scratch past INT_MAX bytes is refused before its size can overflow.
+        if (std::int64_t{cols_} + box_.nCols > INT_MAX / n_) return;
         // Column sums per group (one more pixel than the boxes need, as the
         // block has), the row sums of a piece with the pixel before it, and
         // the means of a piece or, for 32s, of a row.
@@ -289,7 +293,7 @@ private:
             Moves moves;
             if (i > 0 && nR > 0) {
                 moves.leave = feed_.row(i - 1);
-                moves.enter = feed_.row(i - 1 + nR);
+                moves.enter = feed_.row(std::int64_t{i} - 1 + nR);
                 if (!moves.enter.fetched) return;
             }
             for (int g = 0; g < groups(); ++g) {
@@ -450,7 +454,7 @@ bool readsInStrips(const VskImage* src, const VskImage* dst) {
 void blurStrips(const VskImage* src, std::int64_t sx, std::int64_t sy, VskImage* dst,
                 const BlurBox& box, int rows, int cols) {
     if (rows <= 0 || cols <= 0 || box.first > box.last) return;
-    StripFeed feed(src, sx, sy, std::int64_t{cols} + box.nCols, box.nRows + 1);
+    StripFeed feed(src, sx, sy, std::int64_t{cols} + box.nCols, std::int64_t{box.nRows} + 1);
     if (!feed.open()) return;
     blurFeed(feed, src, dst, box, rows, cols);
 }

@@ -3,6 +3,7 @@
 // single-precision arithmetic, and the tiled walk with its late releases.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -224,6 +225,12 @@ TEST(Blur, EdgeCases) {
         if (order == 0) {
             EXPECT_EQ(samples(got.get()), samples(want.get()));
         }
+    }
+    // Boxes too large for scratch memory leave the destination as it was.
+    for (const auto& box : {std::pair{INT_MAX, 3}, std::pair{3, INT_MAX}, std::pair{INT_MAX, 1000}}) {
+        ImagePtr s = makeImage(3, VSK_16S, 0, 5, 4, 50), d = makeImage(3, VSK_16S, 0, 5, 4, 7);
+        tvskBlur(s.get(), d.get(), box.first, box.second, 1, 1, nullptr);
+        EXPECT_EQ(samples(d.get()), std::vector<std::int64_t>(60, 7)) << box.first << "x" << box.second;
     }
     // A box of no pixels has no mean: 0 at 8 and 16 bits, 0x80000000 at 32.
     for (unsigned depth : {VSK_8U, VSK_16S, VSK_32S}) {
