@@ -153,29 +153,56 @@ struct Need {
     bool empty() const { return lo >= hi; }
 };
 
-}  // namespace
-
-extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int width, int height,
-                                     int* widthStep) {
-    if (!image) return nullptr;
-    if (image->dataOrder != 0 && image->dataOrder != 1) return nullptr;
-    if (!vsk::isValidDepth(image->depth)) return nullptr;
-    if (image->align != 4 && image->align != 8) return nullptr;
+// What the fetch refuses, returning null without a report.
+bool fetchable(const VskImage* image, int width, int height) {
+    if (!image) return false;
+    if (image->dataOrder != 0 && image->dataOrder != 1) return false;
+    if (!vsk::isValidDepth(image->depth)) return false;
+    if (image->align != 4 && image->align != 8) return false;
     // Geometry that cannot be read safely is refused like a failed allocation.
     if (width < 0 || height < 0 || image->width <= 0 || image->height <= 0 ||
         image->nChannels <= 0 || (image->depth == VSK_1U && image->nChannels != 1))
-        return nullptr;
+        return false;
     const bool tiled = image->tileInfo != nullptr;
-    if (tiled == (image->imageData != nullptr)) return nullptr;
+    if (tiled == (image->imageData != nullptr)) return false;
     if (tiled && (!image->tileInfo->callBack || image->tileInfo->width <= 0 ||
                   image->tileInfo->height <= 0))
-        return nullptr;
+        return false;
+    return true;
+}
 
+Layout layoutOf(const VskImage* image) {
     Layout L;
     L.planes = vsk::planeCount(image);
     L.bits = image->depth == VSK_1U;
     L.pixelBytes = vsk::depthBytes(image->depth) *
                    (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
+    return L;
+}
+
+View viewOf(const VskImage* image) {
+    View v;
+    v.base = image->imageData;
+    v.stride = vsk::imageStride(image);
+    v.planeStride = v.stride * image->height;
+    v.limit = image->dataSize;
+    return v;
+}
+
+}  // namespace
+
+bool vsk::fetchRectInto(const VskImage* image, int x, int y, int width, int height, char* buffer,
+                        std::int64_t stride) {
+    if (!fetchable(image, width, height) || image->tileInfo) return false;
+    fillFromView(image, layoutOf(image), viewOf(image), buffer, stride, x, y, width, height);
+    return true;
+}
+
+extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int width, int height,
+                                     int* widthStep) {
+    if (!fetchable(image, width, height)) return nullptr;
+    const bool tiled = image->tileInfo != nullptr;
+    const Layout L = layoutOf(image);
     const std::int64_t stride =
         vsk::rowBytes(image->dataOrder, image->depth, image->align, image->nChannels, width);
     const std::int64_t size = stride * height * L.planes;
@@ -196,15 +223,11 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
 
     const std::int64_t W = image->width, H = image->height;
     const std::int64_t X = x, Y = y, X1 = X + width, Y1 = Y + height;
-    View v;
     if (!tiled) {
-        v.base = image->imageData;
-        v.stride = vsk::imageStride(image);
-        v.planeStride = v.stride * H;
-        v.limit = image->dataSize;
-        fillFromView(image, L, v, buffer, stride, X, Y, width, height);
+        fillFromView(image, L, viewOf(image), buffer, stride, X, Y, width, height);
         return buffer;
     }
+    View v;
 
     if (X >= 0 && Y >= 0 && X1 <= W && Y1 <= H) {
         // All inside: the tiles are copied straight into the result.

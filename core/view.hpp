@@ -66,6 +66,14 @@ private:
     void* data_ = nullptr;
 };
 
+// Fills the width x height rectangle at (x, y) of a buffered image into
+// `buffer`, laid out as vskGetRect lays out its result (rows `stride` bytes
+// apart, planes height x stride apart), outside pixels by the border modes;
+// row padding is left as it was. False, with nothing written, for the images
+// and sizes vskGetRect refuses.
+bool fetchRectInto(const VskImage* image, int x, int y, int width, int height, char* buffer,
+                   std::int64_t stride);
+
 // ---- pixels of a buffer --------------------------------------------------------
 
 // A buffer laid out like an image's data: rows `stride` bytes apart, planes

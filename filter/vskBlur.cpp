@@ -146,7 +146,11 @@ VSK_API void VSK_CALL tvskBlur(VskImage* srcImage, VskImage* dstImage, int nRows
                              firstChannel(dstImage) + channelCount(dstImage)) - 1;
 
     if (!dstImage->tileInfo) {
-        // One block: the whole rectangle at the destination's own offsets.
+        // One block: the whole rectangle at the destination's own offsets. A
+        // buffered source apart from the destination is read a band of rows
+        // at a time.
+        if (readsInStrips(srcImage, dstImage))
+            return blurStrips(srcImage, blur.sx, blur.sy, dstImage, blur.box, rows, cols);
         FetchedImage from;
         if (blur.fetch(from, 0, 0, rows, cols)) blurBlock(from.get(), dstImage, blur.box, rows, cols);
         return;

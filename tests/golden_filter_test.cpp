@@ -33,6 +33,12 @@ const GoldenCase kFilterCases[] = {
          tvskBlur(s, s, 0, 3, 0, 0, nullptr);
      },
      {.depths = kBlurDepths}},
+    // Wide rows: the first and last columns and the vector tails of the
+    // column-sum, row-sum and mean kernels, small and wide boxes.
+    {"tvskBlur 5x3 reflect, wide", 0x8431addcbc0b6b6a, blur<5, 3, 1, 2, VSK_BORDER_REFLECT>,
+     wide({.depths = kBlurDepths})},
+    {"tvskBlur 2x11 wrap, anchor outside, wide", 0xbcde1b5cb7c78274,
+     blur<2, 11, 12, 0, VSK_BORDER_WRAP>, wide({.depths = kBlurDepths})},
 };
 
 }  // namespace
