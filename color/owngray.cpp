@@ -207,7 +207,7 @@ void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3]
                            : sizeof(S) == 2             ? kSpread16U
                                                         : kSpread8U;
         const SpreadRow kernel = grayRows().spread[source][layout];
-        const bool stream = b.rows * b.width * 3 * int64_t{sizeof(D)} >= kStreamBytes;
+        const bool stream = int64_t{b.rows} * b.width * 3 * int64_t{sizeof(D)} >= kStreamBytes;
         eachRow(in, out, b.rows, b.width, [&](int64_t r, int64_t n) {
             void* ch[3];
             for (int c = 0; c < 3; ++c) ch[c] = out.at(c, r).p;
