@@ -74,18 +74,32 @@ struct Runs {
     }
 };
 
+// True when two areas share a byte.
+inline bool overlaps(const Area& a, const Area& b) {
+    const auto lo = [](const Area& x) { return reinterpret_cast<std::uintptr_t>(x.base); };
+    return lo(a) < lo(b) + static_cast<std::uintptr_t>(b.size) &&
+           lo(b) < lo(a) + static_cast<std::uintptr_t>(a.size);
+}
+
+// Calls row(r, n) for every row r of `rows` rows of `count` pixels that has
+// n > 0 pixels whose values all lie inside both areas.
+template <class S, int NI, class D, int NO, class F>
+void eachRow(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, std::int64_t count,
+             F&& row) {
+    for (std::int64_t r = 0; r < rows; ++r) {
+        const std::int64_t n = std::min(in.fit(r, count), out.fit(r, count));
+        if (n > 0) row(r, n);
+    }
+}
+
 // The per-row loop of mapRows with compile-time pixel strides (0: the runs'
 // own). Rows are walked from the last pixel to the first when the buffers
 // may overlap, else from the first (the order is then invisible).
 template <std::int64_t IS, std::int64_t OS, class S, int NI, class D, int NO, class F>
 void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
                  std::int64_t count, F& f) {
-    const auto lo = [](const Area& a) { return reinterpret_cast<std::uintptr_t>(a.base); };
-    const bool overlap = lo(in.area) < lo(out.area) + static_cast<std::uintptr_t>(out.area.size) &&
-                         lo(out.area) < lo(in.area) + static_cast<std::uintptr_t>(in.area.size);
-    for (std::int64_t r = 0; r < rows; ++r) {
-        const std::int64_t n = std::min(in.fit(r, count), out.fit(r, count));
-        if (n <= 0) continue;
+    const bool overlap = overlaps(in.area, out.area);
+    eachRow(in, out, rows, count, [&](std::int64_t r, std::int64_t n) {
         Access<S> src[NI];
         Access<D> dst[NO];
         for (int c = 0; c < NI; ++c) src[c] = in.at(c, r);
@@ -105,7 +119,7 @@ void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t row
             for (std::int64_t k = n; k-- > 0;) pixel(k);
         else
             for (std::int64_t k = 0; k < n; ++k) pixel(k);
-    }
+    });
 }
 
 // Calls f(in, out) for every pixel of `rows` rows of `count` pixels; f reads

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "colorrows.hpp"
+#include "grayrows.hpp"
 
 namespace vsk::color {
 
@@ -37,10 +38,93 @@ struct LumaRule {
     void (*run)(const Block&, const LumaRule&, const GrayPlan&);
 };
 
+// Destination blocks at least this large are written past the caches by the
+// kernels that can: they would not stay cached anyway, and skipping the
+// reads of the lines they replace saves a third of the traffic.
+constexpr int64_t kStreamBytes = int64_t{8} << 20;
+
+// The kernel layout of three channel runs: pixels of three or four values,
+// or planes (which must not overlap in their first `count` values when they
+// are written); -1 for any other.
+template <class E>
+int kernelLayout(const int64_t off[3], int64_t stride, int64_t count, bool written) {
+    if (stride == 3 || stride == 4)
+        return off[0] == 0 && off[1] == int64_t{sizeof(E)} && off[2] == 2 * int64_t{sizeof(E)}
+                   ? (stride == 3 ? kPixels3 : kPixels4)
+                   : -1;
+    if (stride != 1) return -1;
+    if (!written) return kPlanes;
+    const int64_t bytes = count * int64_t{sizeof(E)};
+    for (int i = 0; i < 3; ++i)
+        for (int j = i + 1; j < 3; ++j)
+            if (off[i] < off[j] + bytes && off[j] < off[i] + bytes) return -1;
+    return kPlanes;
+}
+
+// The first values of three channel runs of row r, `first` pixels on.
+template <class E, int N>
+void rowStarts(const Runs<E, N>& runs, int64_t r, int64_t first, const void* p[3]) {
+    for (int c = 0; c < N; ++c) p[c] = runs.at(c, r).p + first * runs.stride;
+    for (int c = N; c < 3; ++c) p[c] = p[0];
+}
+
+// Grey values to a 1-bit row from pixel `first` (a multiple of 8) on: a set
+// bit where g exceeds the threshold; the bits after the last keep theirs.
+template <class G>
+void packBits(const G* g, int64_t n, int threshold, uint8_t* row, int64_t first) {
+    uint8_t* out = row + first / 8;
+    int64_t k = 0;
+    for (; k + 8 <= n; k += 8) {
+        unsigned byte = 0;
+        for (int i = 0; i < 8; ++i) byte = byte << 1 | unsigned{g[k + i] > threshold};
+        *out++ = static_cast<uint8_t>(byte);
+    }
+    for (int i = 0; k < n; ++k, ++i) putBit(out, i, g[k] > threshold);
+}
+
+// The rows through a kernel of the table, when one serves the depths and
+// layout and the buffers do not overlap (in-place rows keep their order
+// from the last pixel to the first). False when none does.
+template <class S, class D>
+bool lumaKernelRows(const Runs<S, 3>& in, const Runs<D, 1>& out, const LumaRule& rule,
+                    const GrayPlan& plan) {
+    if constexpr (!std::is_same_v<S, uint8_t> && !std::is_same_v<S, uint16_t>) {
+        return false;
+    } else {
+        const int layout = kernelLayout<S>(plan.off, plan.stride, plan.count, false);
+        if (layout < 0 || overlaps(in.area, out.area)) return false;
+        // 1-bit destinations take the grey value of the source's own depth.
+        using G = std::conditional_t<kIsBit<D>, S, D>;
+        const LumaRow kernel = grayRows().luma[sizeof(S) == 2][layout][std::is_same_v<G, uint16_t>];
+        const bool stream =
+            !kIsBit<D> && plan.rows * plan.count * int64_t{sizeof(G)} >= kStreamBytes;
+        eachRow(in, out, plan.rows, plan.count, [&](int64_t r, int64_t n) {
+            if constexpr (kIsBit<D>) {
+                // In chunks of whole destination bytes.
+                constexpr int64_t kChunk = 512;
+                G g[kChunk];
+                for (int64_t first = 0; first < n; first += kChunk) {
+                    const int64_t m = std::min(kChunk, n - first);
+                    const void* ch[3];
+                    rowStarts(in, r, first, ch);
+                    kernel(ch, g, m, plan.w, false);
+                    packBits(g, m, rule.threshold, out.at(0, r).p, first);
+                }
+            } else {
+                const void* ch[3];
+                rowStarts(in, r, 0, ch);
+                kernel(ch, out.at(0, r).p, n, plan.w, stream);
+            }
+        });
+        return true;
+    }
+}
+
 template <class S, class D>
 void lumaRows(const Block& b, const LumaRule& rule, const GrayPlan& plan) {
     const Runs<S, 3> in{b.srcData, {plan.off[0], plan.off[1], plan.off[2]}, b.srcStep, plan.stride};
     const Runs<D, 1> out{b.dstData, {0}, b.dstStep};
+    if (lumaKernelRows(in, out, rule, plan)) return;
     const int pre = rule.pre, post = rule.post, threshold = rule.threshold;
     const int32_t w0 = plan.w[0], w1 = plan.w[1], w2 = plan.w[2];
     mapRows(in, out, plan.rows, plan.count, [=](const S(&c)[3], ValueOf<D>(&g)[1]) {
@@ -105,12 +189,33 @@ template <class S, class D>
 void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3], int64_t stride) {
     const Runs<S, 1> in{b.srcData, {0}, b.srcStep};
     const Runs<D, 3> out{b.dstData, {off[0], off[1], off[2]}, b.dstStep, stride};
+    uint8_t v[3] = {static_cast<uint8_t>((k.kR * 255) >> k.shift),
+                    static_cast<uint8_t>((k.kG * 255) >> k.shift),
+                    static_cast<uint8_t>((k.kB * 255) >> k.shift)};
+    // Only the 1-bit kernel follows the destination's channel order.
+    if (b.dst->channelSeq[0] != 'R') std::swap(v[0], v[2]);
+    // The table's kernels, unless the buffers overlap (in-place rows keep
+    // their order) or the channels do not take one of its layouts.
+    const int layout = kernelLayout<D>(off, stride, b.width, true);
+    if (layout >= 0 && !overlaps(in.area, out.area)) {
+        // Deliberately the first channel takes the red multiplier whatever
+        // the destination's channel order.
+        const SpreadCoeffs coeffs{
+            {k.kR, k.kG, k.kB}, k.shift, {k.fR, k.fG, k.fB}, {v[0], v[1], v[2]}};
+        const int source = kIsBit<S>                    ? kSpread1U
+                           : std::is_same_v<S, int32_t> ? kSpread32S
+                           : sizeof(S) == 2             ? kSpread16U
+                                                        : kSpread8U;
+        const SpreadRow kernel = grayRows().spread[source][layout];
+        const bool stream = int64_t{b.rows} * b.width * 3 * int64_t{sizeof(D)} >= kStreamBytes;
+        eachRow(in, out, b.rows, b.width, [&](int64_t r, int64_t n) {
+            void* ch[3];
+            for (int c = 0; c < 3; ++c) ch[c] = out.at(c, r).p;
+            kernel(in.at(0, r).p, ch, n, coeffs, stream);
+        });
+        return;
+    }
     if constexpr (kIsBit<S>) {
-        uint8_t v[3] = {static_cast<uint8_t>((k.kR * 255) >> k.shift),
-                        static_cast<uint8_t>((k.kG * 255) >> k.shift),
-                        static_cast<uint8_t>((k.kB * 255) >> k.shift)};
-        // Only the 1-bit kernel follows the destination's channel order.
-        if (b.dst->channelSeq[0] != 'R') std::swap(v[0], v[2]);
         mapRows(in, out, b.rows, b.width, [&](const bool(&g)[1], D(&o)[3]) {
             for (int c = 0; c < 3; ++c) o[c] = g[0] ? v[c] : 0;
         });
@@ -120,8 +225,6 @@ void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3]
             for (int c = 0; c < 3; ++c) o[c] = truncInt32(static_cast<float>(g[0]) * f[c]);
         });
     } else {
-        // Deliberately the first channel takes the red multiplier whatever
-        // the destination's channel order.
         const uint32_t m[3] = {k.kR, k.kG, k.kB};
         const int shift = k.shift;
         mapRows(in, out, b.rows, b.width, [&](const S(&g)[1], D(&o)[3]) {

@@ -46,6 +46,23 @@ const GoldenCase kColorCases[] = {
          tvskGrayToColor(s, d, 0.75f, 0.5f, 0.25f, nullptr);
      },
      {.depths = k1U, .channels = 1u << 1, .dstChannels = 3, .dstDepth = VSK_8U}},
+    // Rows of several vectors and an odd tail, for the vector kernels.
+    {"tvskColorToGray wide to 8U", 0x108fa94feebe27d6, colorToGray,
+     wide(withDstDepth(kToGray, VSK_8U))},
+    {"tvskColorToGray wide to 16U", 0xdc51c2e82cbaf06c, colorToGray,
+     wide(withDstDepth(kToGray, VSK_16U))},
+    {"tvskColorToGray wide to 1U", 0x8d8ba6fc012dd213, colorToGray,
+     wide(withDstDepth(kToGray, VSK_1U))},
+    {"tvskGrayToColor wide", 0xac93dfd9c054edc4,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         tvskGrayToColor(s, d, 0.3f, 1.59f, 0.11f, nullptr);
+     },
+     wide({.depths = kHueDepths, .channels = 1u << 1, .dstChannels = 3})},
+    {"tvskGrayToColor wide from 1U", 0x5171e90fe434e79b,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         tvskGrayToColor(s, d, 0.75f, 0.5f, 0.25f, nullptr);
+     },
+     wide({.depths = k1U, .channels = 1u << 1, .dstChannels = 3, .dstDepth = VSK_8U})},
 
     // Bit reduction, plain and with each dither (levels beyond the depth
     // and below 0 are clamped).
