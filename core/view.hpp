@@ -5,6 +5,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 
 #include "core.hpp"
 
@@ -89,6 +90,20 @@ struct Pixels {
         return reinterpret_cast<T*>(row(p, r));
     }
 };
+
+// An element at any byte address. A header's widthStep need not be a multiple
+// of the element size, so rows may start off the element's alignment; a copy
+// of the bytes compiles to a plain move.
+template <class T>
+inline T loadAt(const T* p) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <class T>
+inline void storeAt(T* p, T v) {
+    std::memcpy(p, &v, sizeof v);
+}
 
 // Of `rows` rows `step` bytes apart, each touching `extent` bytes from its
 // start, the number that lie wholly within the `room` bytes of a buffer from

@@ -18,14 +18,6 @@ namespace {
 
 constexpr double kThird = 0.3333333333333333;
 
-template <class T>
-const ZoomRows<T>& rowsOf(const ZoomKernels& k) {
-    if constexpr (sizeof(T) == 1)
-        return k.u8;
-    else
-        return k.u16;
-}
-
 struct Channels {
     int start = 0, count = 0;
 };

@@ -119,6 +119,15 @@ struct ZoomKernels {
     NearestRow nearest = nullptr;
 };
 
+// The row functions of element type T.
+template <class T>
+const ZoomRows<T>& rowsOf(const ZoomKernels& k) {
+    if constexpr (sizeof(T) == 1)
+        return k.u8;
+    else
+        return k.u16;
+}
+
 // The kernels of the level the library runs at (simd::simdLevel()).
 const ZoomKernels& zoomKernels();
 // The kernels a given level picks (tests compare them with the scalar ones).

@@ -83,24 +83,24 @@ bool planRegion(VskImage* const* images, int count, CoiMix mix, WholeUnit unit, 
 
 template <class T, class F>
 void mapRun(T* d, const T* s, std::int64_t n, F f) {
-    for (std::int64_t i = 0; i < n; ++i) d[i] = f(s[i]);
+    for (std::int64_t i = 0; i < n; ++i) storeAt(d + i, f(loadAt(s + i)));
 }
 // In place: one pointer, so that the loop needs no overlap check.
 template <class T, class F>
 void mapRunInPlace(T* d, std::int64_t n, F f) {
-    for (std::int64_t i = 0; i < n; ++i) d[i] = f(d[i]);
+    for (std::int64_t i = 0; i < n; ++i) storeAt(d + i, f(loadAt(d + i)));
 }
 template <class T, class F>
 void mapRun(T* d, const T* a, const T* b, std::int64_t n, F f) {
-    for (std::int64_t i = 0; i < n; ++i) d[i] = f(a[i], b[i]);
+    for (std::int64_t i = 0; i < n; ++i) storeAt(d + i, f(loadAt(a + i), loadAt(b + i)));
 }
 template <class T, class F>
 void mapStrided(T* d, int ds, const T* s, int ss, std::int64_t n, F f) {
-    for (std::int64_t i = 0; i < n; ++i) d[i * ds] = f(s[i * ss]);
+    for (std::int64_t i = 0; i < n; ++i) storeAt(d + i * ds, f(loadAt(s + i * ss)));
 }
 template <class T, class F>
 void mapStrided(T* d, int ds, const T* a, int as, const T* b, int bs, std::int64_t n, F f) {
-    for (std::int64_t i = 0; i < n; ++i) d[i * ds] = f(a[i * as], b[i * bs]);
+    for (std::int64_t i = 0; i < n; ++i) storeAt(d + i * ds, f(loadAt(a + i * as), loadAt(b + i * bs)));
 }
 
 // Calls row(pointers) for every row of every plane of the region.

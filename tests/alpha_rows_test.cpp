@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "../ops/alpha_rows.hpp"
+#include "support/levels.hpp"
 
 using namespace vsk::alpha;
 using vsk::simd::SimdLevel;
@@ -19,20 +20,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 const AlphaRows& scalar() { return alphaRowsFor(SimdLevel::Scalar); }
-
-// The levels above scalar that this processor runs and whose table is not
-// the scalar one.
-std::vector<SimdLevel> vectorLevels() {
-    std::vector<SimdLevel> levels;
-    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
-    for (int k = 1; k <= static_cast<int>(best); ++k) {
-        const auto level = static_cast<SimdLevel>(k);
-        if (&alphaRowsFor(level) != &scalar() &&
-            (levels.empty() || &alphaRowsFor(level) != &alphaRowsFor(levels.back())))
-            levels.push_back(level);
-    }
-    return levels;
-}
 
 // Samples with many alphas at the ends of the range.
 Bytes randomBytes(std::mt19937& rng, std::size_t n) {
@@ -54,7 +41,7 @@ TEST(AlphaRows, ScaledProductOfEveryPairOfSamples) {
     }
     scalar().multiply(x.data(), y.data(), want.data(), 65536);
     for (int i = 0; i < 65536; ++i) ASSERT_EQ(want[i], x[i] * y[i] / 255) << i;
-    for (SimdLevel level : vectorLevels()) {
+    for (SimdLevel level : vsktest::distinctLevels(alphaRowsFor)) {
         alphaRowsFor(level).multiply(x.data(), y.data(), got.data(), 65536);
         EXPECT_EQ(got, want) << vsk::simd::levelName(level);
     }
@@ -68,7 +55,7 @@ TEST(AlphaRows, DividingRowsOnEveryPairOfAlphas) {
         B[4 * i + 3] = static_cast<std::uint8_t>(i >> 8);
     }
     Bytes want(A.size()), got(A.size());
-    for (SimdLevel level : vectorLevels())
+    for (SimdLevel level : vsktest::distinctLevels(alphaRowsFor))
         for (int op = 0; op < 6; ++op)
             for (int premul = 0; premul < 2; ++premul) {
                 scalar().rgbaDivide[op][premul](A.data(), B.data(), want.data(), 65536, false);
@@ -82,7 +69,7 @@ TEST(AlphaRows, DividingRowsOnEveryPairOfAlphas) {
 TEST(AlphaRows, EveryKernelMatchesTheScalarRows) {
     std::mt19937 rng(11);
     const int widths[] = {1, 3, 7, 8, 9, 15, 16, 17, 31, 33, 77, 130};
-    for (SimdLevel level : vectorLevels()) {
+    for (SimdLevel level : vsktest::distinctLevels(alphaRowsFor)) {
         const AlphaRows& rows = alphaRowsFor(level);
         for (int width : widths)
             for (int offset = 0; offset < 4; ++offset) {

@@ -11,6 +11,7 @@
 
 #include "../ops/element_rows.hpp"
 #include "support/arith_model.hpp"
+#include "support/levels.hpp"
 #include "support/vsktest.hpp"
 
 using namespace vsktest;
@@ -25,18 +26,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 const ElementRows& scalarRows() { return elementRowsFor(SimdLevel::Scalar); }
 
-std::vector<SimdLevel> vectorLevels() {
-    std::vector<SimdLevel> levels;
-    const SimdLevel best = simd::bestLevel(simd::cpuFeatures());
-    for (int k = 1; k <= static_cast<int>(best); ++k) {
-        const auto level = static_cast<SimdLevel>(k);
-        if (&elementRowsFor(level) != &scalarRows() &&
-            (levels.empty() || &elementRowsFor(level) != &elementRowsFor(levels.back())))
-            levels.push_back(level);
-    }
-    return levels;
-}
-
 const int kSizes[] = {1, 1, 2, 2, 4};  // bytes of the addition's element types
 
 }  // namespace
@@ -45,7 +34,7 @@ TEST(ArithRows, EveryKernelMatchesTheScalarRows) {
     // Three rows of n elements of up to 4 bytes, 8n + 5 bytes apart.
     std::mt19937 rng(3);
     const int rows = 3;
-    for (SimdLevel level : vectorLevels()) {
+    for (SimdLevel level : vsktest::distinctLevels(elementRowsFor)) {
         const ElementRows& table = elementRowsFor(level);
         for (int n : {1, 5, 8, 31, 32, 33, 64, 77, 200, 300})
             for (int offset = 0; offset < 4; ++offset)
@@ -101,7 +90,7 @@ TEST(ArithRows, EightBitAdditionAtEveryLimit) {
     for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<std::uint8_t>(i * 7);
     Bytes want(in.size()), got(in.size());
     std::mt19937 rng(9);
-    for (SimdLevel level : vectorLevels())
+    for (SimdLevel level : vsktest::distinctLevels(elementRowsFor))
         for (int e = 0; e < 2; ++e)
             for (int variant = 0; variant < 4; ++variant)
                 for (std::uint32_t limit = 0; limit < 256; ++limit) {

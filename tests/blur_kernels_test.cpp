@@ -11,19 +11,12 @@
 #include <vector>
 
 #include "../filter/boxrows.hpp"
+#include "support/levels.hpp"
 
 using namespace vsk;
 using simd::SimdLevel;
 
 namespace {
-
-// The levels above scalar that this processor runs.
-std::vector<SimdLevel> fastLevels() {
-    std::vector<SimdLevel> levels;
-    for (SimdLevel l : {SimdLevel::Sse2, SimdLevel::Avx2})
-        if (l <= simd::bestLevel(simd::cpuFeatures())) levels.push_back(l);
-    return levels;
-}
 
 // The reciprocals a blur multiplies by: 1 / area in single precision, and
 // infinity for an empty box.
@@ -80,7 +73,7 @@ void compareIntRows(const IntBoxRows<T>& fast, const IntBoxRows<T>& ref, std::mt
 
 TEST(BlurKernels, IntegerRowsMatchScalar) {
     const BoxRows& ref = boxRowsScalar();
-    for (SimdLevel level : fastLevels()) {
+    for (SimdLevel level : vsktest::distinctLevels(boxRowsFor)) {
         SCOPED_TRACE(simd::levelName(level));
         const BoxRows& fast = boxRowsFor(level);
         std::mt19937 rng(5);
@@ -106,7 +99,7 @@ TEST(BlurKernels, IntegerRowsMatchScalar) {
 
 TEST(BlurKernels, FloatRowsMatchScalar) {
     const BoxRows& ref = boxRowsScalar();
-    for (SimdLevel level : fastLevels()) {
+    for (SimdLevel level : vsktest::distinctLevels(boxRowsFor)) {
         SCOPED_TRACE(simd::levelName(level));
         const BoxRows& fast = boxRowsFor(level);
         std::mt19937 rng(6);

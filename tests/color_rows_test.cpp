@@ -13,18 +13,12 @@
 #include <vector>
 
 #include "../color/grayrows.hpp"
+#include "support/levels.hpp"
 
 using namespace vsk::color;
 using vsk::simd::SimdLevel;
 
 namespace {
-
-std::vector<SimdLevel> fastLevels() {
-    std::vector<SimdLevel> out;
-    const int best = static_cast<int>(vsk::simd::bestLevel(vsk::simd::cpuFeatures()));
-    for (int l = 1; l <= best; ++l) out.push_back(static_cast<SimdLevel>(l));
-    return out;
-}
 
 const std::int64_t kWidths[] = {0, 1, 7, 15, 16, 17, 31, 32, 33, 47, 48, 65, 95, 130, 257};
 const int kOffsets[] = {0, 1, 3};
@@ -141,7 +135,7 @@ void checkSpread(std::mt19937& rng, SimdLevel level, SpreadRow fast, SpreadRow s
 TEST(GrayRows, ColourToGreyKernelsGiveTheScalarBits) {
     std::mt19937 rng(13);
     const GrayRows& scalar = grayRowsFor(SimdLevel::Scalar);
-    for (SimdLevel level : fastLevels()) {
+    for (SimdLevel level : vsktest::vectorLevels()) {
         const GrayRows& fast = grayRowsFor(level);
         for (int layout = 0; layout < kGrayLayouts; ++layout) {
             const auto& f = fast.luma;
@@ -161,7 +155,7 @@ TEST(GrayRows, ColourToGreyKernelsGiveTheScalarBits) {
 TEST(GrayRows, GreyToColourKernelsGiveTheScalarBits) {
     std::mt19937 rng(17);
     const GrayRows& scalar = grayRowsFor(SimdLevel::Scalar);
-    for (SimdLevel level : fastLevels()) {
+    for (SimdLevel level : vsktest::vectorLevels()) {
         const GrayRows& fast = grayRowsFor(level);
         for (int layout = 0; layout < kGrayLayouts; ++layout) {
             const auto& f = fast.spread;

@@ -12,27 +12,12 @@
 #include <vector>
 
 #include "simd.hpp"
+#include "support/levels.hpp"
 
 using namespace vsk::zoom;
 using vsk::simd::SimdLevel;
 
 namespace {
-
-// Every level this processor has, above the scalar one.
-std::vector<SimdLevel> vectorLevels() {
-    std::vector<SimdLevel> levels;
-    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
-    for (int k = 1; k <= static_cast<int>(best); ++k) levels.push_back(static_cast<SimdLevel>(k));
-    return levels;
-}
-
-template <class T>
-const ZoomRows<T>& rowsOf(const ZoomKernels& k) {
-    if constexpr (sizeof(T) == 1)
-        return k.u8;
-    else
-        return k.u16;
-}
 
 const ZoomKernels kScalar = zoomKernelsScalar();
 
@@ -161,7 +146,7 @@ std::vector<int> quarterValues() {
 }  // namespace
 
 TEST(ZoomRows, EveryLevelMatchesTheScalarKernels) {
-    for (SimdLevel level : vectorLevels()) {
+    for (SimdLevel level : vsktest::vectorLevels()) {
         SCOPED_TRACE(vsk::simd::levelName(level));
         const ZoomKernels fast = zoomKernelsFor(level);
         for (int round = 0; round < 300; ++round) {
@@ -229,7 +214,7 @@ TEST(ZoomRows, QuarterRuleGivesTheDoubleFormulasBytes) {
 
 TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
     const std::vector<int> values = quarterValues();
-    for (SimdLevel level : vectorLevels()) {
+    for (SimdLevel level : vsktest::vectorLevels()) {
         const ZoomKernels fast = zoomKernelsFor(level);
         if (!fast.quarterH) continue;
         SCOPED_TRACE(vsk::simd::levelName(level));
@@ -274,7 +259,7 @@ TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
 }
 
 TEST(ZoomRows, NearestShufflesCopyEveryByteFromItsSource) {
-    for (SimdLevel level : vectorLevels()) {
+    for (SimdLevel level : vsktest::vectorLevels()) {
         const ZoomKernels fast = zoomKernelsFor(level);
         if (!fast.nearest) continue;
         SCOPED_TRACE(vsk::simd::levelName(level));
