@@ -6,17 +6,11 @@
 // the caches.
 #include <immintrin.h>
 
-#include <cstdint>
-#include <cstring>
-
-#include "mirror_rows.hpp"
-#include "mirror_shuffle.hpp"
+#include "mirror_rows_x86.hpp"
 
 namespace vsk {
 
 namespace {
-
-constexpr int kVector = 32;
 
 // The 16 bytes from s + a in the low lane and from s + b in the high lane.
 __m256i loadWindows(const std::uint8_t* s, int a, int b) {
@@ -30,15 +24,14 @@ __m256i masks(const std::uint8_t (&low)[16], const std::uint8_t (&high)[16]) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
-// Destination blocks [o, o + Bytes) for o = from + j Bytes, j descending.
-template <int P, bool Stream>
-void reverseBlocks(const std::uint8_t* src, std::uint8_t* dst, std::int64_t bytes,
-                   std::int64_t from, std::int64_t blocks) {
-    using S = ReverseShuffle<P, kVector>;
-    static constexpr S sh = reverseShuffle<P, kVector>();
-    static_assert(sh.covered);
-    for (std::int64_t o = from + (blocks - 1) * S::Bytes; o >= from; o -= S::Bytes) {
-        const std::uint8_t* s = src + bytes - o - S::Bytes;
+struct Avx2 {
+    static constexpr int kVector = 32;
+
+    // The block of pixels of P bytes at s reversed into the block at d.
+    template <int P, bool Stream>
+    static void block(const std::uint8_t* s, std::uint8_t* d) {
+        using S = ReverseShuffle<P, kVector>;
+        const S& sh = kReverseShuffle<P, kVector>;
         for (int q = 0; q < S::Chunks; q += 2) {
             __m256i v = _mm256_shuffle_epi8(loadWindows(s, sh.at[q][0], sh.at[q + 1][0]),
                                             masks(sh.mask[q][0], sh.mask[q + 1][0]));
@@ -46,59 +39,17 @@ void reverseBlocks(const std::uint8_t* src, std::uint8_t* dst, std::int64_t byte
                 v = _mm256_or_si256(
                     v, _mm256_shuffle_epi8(loadWindows(s, sh.at[q][1], sh.at[q + 1][1]),
                                            masks(sh.mask[q][1], sh.mask[q + 1][1])));
-            auto* out = reinterpret_cast<__m256i*>(dst + o + 16 * q);
+            auto* out = reinterpret_cast<__m256i*>(d + 16 * q);
             if constexpr (Stream)
                 _mm256_stream_si256(out, v);
             else
                 _mm256_storeu_si256(out, v);
         }
     }
-}
-
-// Destination pixels [from, to) one by one.
-void pixels(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n, int size, std::int64_t from,
-            std::int64_t to) {
-    for (std::int64_t k = from; k < to; ++k)
-        std::memcpy(dst + k * size, src + (n - 1 - k) * size, static_cast<std::size_t>(size));
-}
-
-template <int P>
-void reverseRow(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
-    constexpr int B = ReverseShuffle<P, kVector>::Bytes;
-    const std::int64_t bytes = n * P, blocks = bytes / B;
-    // The pixels past the last whole block come from the source's start.
-    pixels(src, dst, n, P, blocks * B / P, n);
-    reverseBlocks<P, false>(src, dst, bytes, 0, blocks);
-}
-
-// The pixels before the destination's first vector boundary one by one, the
-// blocks from there stored past the caches; rows whose boundaries no block
-// reaches go as above.
-template <int P>
-void reverseRowStreaming(const std::uint8_t* src, std::uint8_t* dst, std::int64_t n) {
-    constexpr int B = ReverseShuffle<P, kVector>::Bytes;
-    std::int64_t head = 0;
-    while (head < kVector &&
-           (reinterpret_cast<std::uintptr_t>(dst + head * P) & (kVector - 1)) != 0)
-        ++head;
-    const std::int64_t bytes = n * P;
-    if (head == kVector || head * P + B > bytes) return reverseRow<P>(src, dst, n);
-    const std::int64_t blocks = (bytes - head * P) / B;
-    pixels(src, dst, n, P, (head * P + blocks * B) / P, n);
-    reverseBlocks<P, true>(src, dst, bytes, head * P, blocks);
-    pixels(src, dst, n, P, 0, head);
-    // The streamed stores are ordered before whatever follows.
-    _mm_sfence();
-}
-
-template <int... Sizes>
-void fill(MirrorRows& r) {
-    ((r.bySize[Sizes] = reverseRow<Sizes>, r.streamingBySize[Sizes] = reverseRowStreaming<Sizes>),
-     ...);
-}
+};
 
 }  // namespace
 
-void fillMirrorRowsAvx2(MirrorRows& rows) { fill<1, 2, 3, 4, 6, 8, 12, 16>(rows); }
+void fillMirrorRowsAvx2(MirrorRows& rows) { fillReverseRows<Avx2>(rows); }
 
 }  // namespace vsk
