@@ -4,19 +4,9 @@
 // tables.
 #include <immintrin.h>
 
-#include "bitrun.hpp"
+#include "bitrun_x86.hpp"
 
 namespace vsk {
-
-namespace {
-
-unsigned reverse8(unsigned v) {
-    v = ((v >> 1) & 0x55u) | ((v & 0x55u) << 1);
-    v = ((v >> 2) & 0x33u) | ((v & 0x33u) << 2);
-    return ((v >> 4) & 0x0Fu) | ((v & 0x0Fu) << 4);
-}
-
-}  // namespace
 
 void reverseBitBytesAvx2(const std::uint8_t* last, int shift, std::uint8_t* dst,
                          std::int64_t count) {
@@ -49,11 +39,7 @@ void reverseBitBytesAvx2(const std::uint8_t* last, int shift, std::uint8_t* dst,
             reinterpret_cast<__m256i*>(dst + j),
             _mm256_or_si256(_mm256_shuffle_epi8(revHigh, lo), _mm256_shuffle_epi8(revLow, hi)));
     }
-    for (std::int64_t j = 0; j < head; ++j) {
-        unsigned v = static_cast<unsigned>(last[-j]) << shift;
-        if (shift) v |= last[1 - j] >> (8 - shift);
-        dst[j] = static_cast<std::uint8_t>(reverse8(v & 0xFFu));
-    }
+    reverseHeadBytes(last, shift, dst, head);
 }
 
 }  // namespace vsk
