@@ -44,46 +44,38 @@ struct Both {
 };
 Both both(V32 v) { return {v, _mm256_castsi256_si128(v)}; }
 
-// Per element type: broadcast, clamp from above and below, wrapping add.
+// Per element type: broadcast, clamp from above and below, wrapping add, each
+// in both widths (the 256- and 128-bit instructions of the same name).
+#define VSK_BOTH_WIDTHS(name, op)                               \
+    static V32 name(V32 a, V32 b) { return _mm256_##op(a, b); } \
+    static V16 name(V16 a, V16 b) { return _mm_##op(a, b); }
 struct U8 {
     static Both set(std::uint32_t k) { return both(_mm256_set1_epi8(static_cast<char>(k))); }
-    static V32 min(V32 a, V32 b) { return _mm256_min_epu8(a, b); }
-    static V16 min(V16 a, V16 b) { return _mm_min_epu8(a, b); }
-    static V32 max(V32 a, V32 b) { return _mm256_max_epu8(a, b); }
-    static V16 max(V16 a, V16 b) { return _mm_max_epu8(a, b); }
-    static V32 add(V32 a, V32 b) { return _mm256_add_epi8(a, b); }
-    static V16 add(V16 a, V16 b) { return _mm_add_epi8(a, b); }
+    VSK_BOTH_WIDTHS(min, min_epu8)
+    VSK_BOTH_WIDTHS(max, max_epu8)
+    VSK_BOTH_WIDTHS(add, add_epi8)
 };
 struct S8 : U8 {
-    static V32 min(V32 a, V32 b) { return _mm256_min_epi8(a, b); }
-    static V16 min(V16 a, V16 b) { return _mm_min_epi8(a, b); }
-    static V32 max(V32 a, V32 b) { return _mm256_max_epi8(a, b); }
-    static V16 max(V16 a, V16 b) { return _mm_max_epi8(a, b); }
+    VSK_BOTH_WIDTHS(min, min_epi8)
+    VSK_BOTH_WIDTHS(max, max_epi8)
 };
 struct U16 {
     static Both set(std::uint32_t k) { return both(_mm256_set1_epi16(static_cast<short>(k))); }
-    static V32 min(V32 a, V32 b) { return _mm256_min_epu16(a, b); }
-    static V16 min(V16 a, V16 b) { return _mm_min_epu16(a, b); }
-    static V32 max(V32 a, V32 b) { return _mm256_max_epu16(a, b); }
-    static V16 max(V16 a, V16 b) { return _mm_max_epu16(a, b); }
-    static V32 add(V32 a, V32 b) { return _mm256_add_epi16(a, b); }
-    static V16 add(V16 a, V16 b) { return _mm_add_epi16(a, b); }
+    VSK_BOTH_WIDTHS(min, min_epu16)
+    VSK_BOTH_WIDTHS(max, max_epu16)
+    VSK_BOTH_WIDTHS(add, add_epi16)
 };
 struct S16 : U16 {
-    static V32 min(V32 a, V32 b) { return _mm256_min_epi16(a, b); }
-    static V16 min(V16 a, V16 b) { return _mm_min_epi16(a, b); }
-    static V32 max(V32 a, V32 b) { return _mm256_max_epi16(a, b); }
-    static V16 max(V16 a, V16 b) { return _mm_max_epi16(a, b); }
+    VSK_BOTH_WIDTHS(min, min_epi16)
+    VSK_BOTH_WIDTHS(max, max_epi16)
 };
 struct S32 {
     static Both set(std::uint32_t k) { return both(_mm256_set1_epi32(static_cast<int>(k))); }
-    static V32 min(V32 a, V32 b) { return _mm256_min_epi32(a, b); }
-    static V16 min(V16 a, V16 b) { return _mm_min_epi32(a, b); }
-    static V32 max(V32 a, V32 b) { return _mm256_max_epi32(a, b); }
-    static V16 max(V16 a, V16 b) { return _mm_max_epi32(a, b); }
-    static V32 add(V32 a, V32 b) { return _mm256_add_epi32(a, b); }
-    static V16 add(V16 a, V16 b) { return _mm_add_epi32(a, b); }
+    VSK_BOTH_WIDTHS(min, min_epi32)
+    VSK_BOTH_WIDTHS(max, max_epi32)
+    VSK_BOTH_WIDTHS(add, add_epi32)
 };
+#undef VSK_BOTH_WIDTHS
 
 // Rows at least this long take 16-byte blocks.
 constexpr std::int64_t kLongRow = 1024;
@@ -93,7 +85,8 @@ constexpr std::int64_t kLongRow = 1024;
 // than the padded copy of a few bytes.
 std::int64_t headOf(const char* d, std::int64_t bytes, int size, int block) {
     if (bytes < 256) return 0;
-    const auto head = static_cast<std::int64_t>((block - reinterpret_cast<std::uintptr_t>(d) % block) % block);
+    const auto head =
+        static_cast<std::int64_t>((block - reinterpret_cast<std::uintptr_t>(d) % block) % block);
     return head % size == 0 ? head : 0;
 }
 
@@ -155,9 +148,8 @@ void logicRows(const void* s, std::int64_t sStep, void* d, std::int64_t dStep, i
                std::int64_t n, const std::uint32_t* k) {
     const Both flip = E::set(k[0]), keep = E::set(k[1]), set = E::set(k[2]);
     const void* src[] = {s};
-    rowsOf<1>(src, &sStep, d, dStep, rows, n * Size, Size, [&](auto x) {
-        return bitOr(bitAnd(bitXor(x, flip.of(x)), keep.of(x)), set.of(x));
-    });
+    rowsOf<1>(src, &sStep, d, dStep, rows, n * Size, Size,
+              [&](auto x) { return bitOr(bitAnd(bitXor(x, flip.of(x)), keep.of(x)), set.of(x)); });
 }
 
 // AND is bytewise whatever the element size.
@@ -166,7 +158,8 @@ void andRows(const void* a, std::int64_t aStep, const void* b, std::int64_t bSte
              std::int64_t dStep, int rows, std::int64_t n) {
     const void* src[] = {a, b};
     const std::int64_t steps[] = {aStep, bStep};
-    rowsOf<2>(src, steps, d, dStep, rows, n * Size, Size, [](auto x, auto y) { return bitAnd(x, y); });
+    rowsOf<2>(src, steps, d, dStep, rows, n * Size, Size,
+              [](auto x, auto y) { return bitAnd(x, y); });
 }
 
 // Rows of a tile's width move in 32-byte blocks, the last block ending at
