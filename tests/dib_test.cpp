@@ -411,6 +411,31 @@ TEST(DibExport, MedianCutTables) {
     EXPECT_EQ(pictureRow(bb, 0)[1], 0x80);
 }
 
+TEST(DibExport, GreyMedianCutSplitsAfterTheBinOnATie) {
+    // Four pixels into two entries: half = 2; bins add up from the bottom
+    // until the sum s passes half, at bin k with p before it. The split falls
+    // before k when half - p < s - half, else after k (a tie included); each
+    // entry is its box's mean grey.
+    struct Case {
+        std::vector<int> values;
+        int low, high;      // the two entries
+        std::uint8_t bits;  // the four indices, first pixel in the top bit
+    } cases[] = {
+        {{10, 10, 20, 30}, 10, 25, 0x30},  // k = 20, p = 2, s = 3: 10 10 | 20 30
+        {{10, 20, 20, 30}, 16, 30, 0x10},  // k = 20, p = 1, s = 3, 1 = 1: 10 20 20 | 30
+    };
+    for (const Case& c : cases) {
+        ImagePtr image = makeImage(1, VSK_8U, 0, 1, 4);
+        for (int x = 0; x < 4; ++x) put(image.get(), x, 0, 0, c.values[x]);
+        Dib d = makeDib(1, 4, 1);
+        tvskConvertToDIB(image.get(), d.header(), 1, 2);
+        EXPECT_EQ(d.header()->biClrUsed, 2u);
+        EXPECT_EQ(tableBytes(d, 0, 8), (std::vector<int>{c.low, c.low, c.low, 0, c.high, c.high, c.high, 0}))
+            << c.values[1];
+        EXPECT_EQ(pictureRow(d, 0)[0], c.bits) << c.values[1];
+    }
+}
+
 TEST(DibExport, MaskedAndDirectFormats) {
     ImagePtr image = makeImage(4, VSK_8U, 1, 1, 2, 0, 4, "RGBA", "RGBA");
     image->alphaChannel = 4;
