@@ -117,6 +117,10 @@ TEST(ReduceBits, ErrorDiffusionExamples) {
         std::vector<std::int64_t> in, out;
     } cases[] = {
         {VSK_16U, VSK_8U, 1, 2, 1, 2, 3, {60, 60, 60, 0, 200, 0}, {0, 127, 0, 0, 254, 254}},
+        // 2 x 2: the last value gets 60 >> 4 = 3 from its upper left, (5 x 26)
+        // >> 4 = 8 from above and (7 x 22) >> 4 = 9 from its left: 40 + 20 = 60
+        // stays under the half step 63.
+        {VSK_16U, VSK_8U, 1, 2, 1, 2, 2, {60, 0, 0, 40}, {0, 0, 0, 0}},
         // Jarvis-Judice-Ninke and Stucki, weights added unscaled near the left edge too.
         {VSK_16U, VSK_8U, 1, 4, 2, 3, 4, {10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120},
          {0, 126, 63, 126, 252, 189, 0, 126, 252, 0, 0, 126}},
