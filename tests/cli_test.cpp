@@ -62,7 +62,7 @@ void insertChunk(std::vector<std::uint8_t>& png, const char* type, const std::ve
 std::int64_t sampleAt(const VskImage* image, int x, int y, int k) {
     const std::string seq(image->channelSeq, strnlen(image->channelSeq, 4));
     const std::size_t c = image->nChannels < 3 ? k : seq.find("RGBA"[k]);
-    return get(image, x, image->origin == 1 ? image->height - 1 - y : y, static_cast<int>(c));
+    return pictureAt(image, x, y, static_cast<int>(c));
 }
 
 class Cli : public testing::Test {
