@@ -1,4 +1,5 @@
-// Error status, error modes, the default message box and its termination paths.
+// Error status, error modes, the default message box (with the platform's
+// formatter) and its termination paths.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -105,28 +106,20 @@ TEST(ErrorStatus, ReportsRecordStatusExceptTraceCodes) {
     EXPECT_EQ(tvskGetErrStatus(), -2);
 }
 
-TEST(ErrorStatus, ModeAndHandlerAccessors) {
+TEST(ErrorStatusDeathTest, ModeHandlerAndQuietHandler) {
     ErrorCapture capture;
     vskSetErrMode(17);  // no range check
     EXPECT_EQ(vskGetErrMode(), 17);
-    VskErrorCallback mine = vskQuietErrorHandler;
-    VskErrorCallback before = vskSetErrorHandler(mine);
-    EXPECT_NE(before, nullptr);
-    EXPECT_EQ(vskSetErrorHandler(nullptr), mine);  // null re-installs the default
-    EXPECT_EQ(vskSetErrorHandler(before), vskShowErrorBox);
-}
-
-TEST(ErrorStatus, QuietHandlerReturnsOutsideLeafMode) {
-    ErrorCapture capture;
-    vskSetErrorHandler(vskQuietErrorHandler);
+    VskErrorCallback before = vskSetErrorHandler(vskQuietErrorHandler);
+    EXPECT_EQ(vskSetErrorHandler(nullptr), vskQuietErrorHandler);  // null re-installs the default
+    EXPECT_EQ(vskSetErrorHandler(vskQuietErrorHandler), vskShowErrorBox);
+    // The quiet handler returns outside leaf mode (and ends the process in it).
     vskSetErrMode(VSK_ErrorModeParent);
     EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
     vskSetErrMode(VSK_ErrorModeSilent);
     EXPECT_EQ(vskReportError(-4, "f", "c", "x", 1), -4);
     EXPECT_EQ(tvskGetErrStatus(), -4);
-}
-
-TEST(ErrorStatusDeathTest, QuietHandlerEndsTheProcessInLeafMode) {
+    vskSetErrorHandler(before);
     EXPECT_EXIT(
         {
             vskSetErrorHandler(vskQuietErrorHandler);
@@ -138,7 +131,7 @@ TEST(ErrorStatusDeathTest, QuietHandlerEndsTheProcessInLeafMode) {
 
 TEST_F(DefaultHandler, MessageAndCaptionFormats) {
     struct Case {
-        int mode, status;
+        int mode, previous, status;
         const char* func;
         const char* context;
         const char* file;
@@ -147,18 +140,24 @@ TEST_F(DefaultHandler, MessageAndCaptionFormats) {
         const char* caption;
         unsigned type;
     } cases[] = {
-        {0, -5, "vskCopy", "dstImage->roi->width <= 0", "vskSCE", 54,
+        {0, 0, -5, "vskCopy", "dstImage->roi->width <= 0", "vskSCE", 54,
          "in function [vskSCE:54]:vskCopy():\ndstImage->roi->width <= 0", "Bad argument", 0x1004},
-        {1, -2, "vskSet", "Error get tile to write", "vskSCE", 549,
+        {1, 0, -2, "vskSet", "Error get tile to write", "vskSCE", 549,
          "in function [vskSCE:549]:vskSet():\nError get tile to write", "Unknown error", 0x1001},
-        {1, -4, nullptr, nullptr, nullptr, -7, "in function [:0]:<unknown>():\n",
+        {1, 0, -4, nullptr, nullptr, nullptr, -7, "in function [:0]:<unknown>():\n",
          "Out of memory", 0x1001},
-        {1, -9, "f", "x", "g", 3, "in function [g:3]:f():\nx", "Unknown error code -9", 0x1001},
+        {1, 0, -9, "f", "x", "g", 3, "in function [g:3]:f():\nx", "Unknown error code -9", 0x1001},
+        // The trace codes: "called from", and the caption names the recorded error.
+        {1, -5, -1, "vskCopy", "ctx", "vskSCE", 12, "called from [vskSCE:12]:vskCopy():\nctx",
+         "Bad argument", 0x1001},
+        {1, -6, -8, "vskCopy", "ctx", "vskSCE", 13, "called from [vskSCE:13]:\nvskCopy(ctx)",
+         "Unsupported function", 0x1001},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.message);
         g_boxes.clear();
         vskSetErrMode(c.mode);
+        vskSetErrStatus(c.previous);
         EXPECT_EQ(vskReportError(c.status, c.func, c.context, c.file, c.line), c.status);
         ASSERT_EQ(g_boxes.size(), 1u);
         EXPECT_EQ(g_boxes[0].text, std::string(c.message) + (c.mode == 0 ? kLeaf : kParent));
@@ -167,61 +166,51 @@ TEST_F(DefaultHandler, MessageAndCaptionFormats) {
     }
 }
 
-TEST_F(DefaultHandler, TraceCodesUseCalledFromAndNameThePreviousError) {
-    vskSetErrMode(VSK_ErrorModeParent);
-    vskReportError(-5, "a", "first", "f", 1);
-    g_boxes.clear();
-    vskReportError(-1, "vskCopy", "ctx", "vskSCE", 12);
-    vskReportError(-8, "vskCopy", "ctx", "vskSCE", 13);
-    ASSERT_EQ(g_boxes.size(), 2u);
-    EXPECT_EQ(g_boxes[0].text, std::string("called from [vskSCE:12]:vskCopy():\nctx") + kParent);
-    EXPECT_EQ(g_boxes[1].text, std::string("called from [vskSCE:13]:\nvskCopy(ctx)") + kParent);
-    EXPECT_EQ(g_boxes[0].caption, "VSK Library Error: Bad argument");
-    EXPECT_EQ(g_boxes[1].caption, "VSK Library Error: Bad argument");
-}
-
-TEST_F(DefaultHandler, SilentAndUnknownModesShowNothing) {
+TEST_F(DefaultHandler, SilentModesShowNothingAndOtherAnswersContinue) {
     for (int mode : {2, 5, -1}) {
         vskSetErrMode(mode);
         EXPECT_EQ(vskReportError(-6, "f", "c", "x", 1), -6);
         EXPECT_EQ(tvskGetErrStatus(), -6);
-        vskSetErrStatus(0);
     }
     EXPECT_TRUE(g_boxes.empty());
+    // No in leaf mode; OK, or no button at all (a headless box), in parent mode.
+    for (int mode : {0, 1})
+        for (int answer : {mode == 0 ? 7 : 1, 0}) {
+            vskSetErrMode(mode);
+            g_answer = answer;
+            EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
+        }
+    EXPECT_EQ(g_boxes.size(), 4u);
 }
 
-TEST_F(DefaultHandler, AnswersThatContinue) {
-    vskSetErrMode(VSK_ErrorModeLeaf);
-    g_answer = 7;  // No
-    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
+TEST_F(DefaultHandler, LongMessagesAreCutOnlyByTheWindowsFormatter) {
     vskSetErrMode(VSK_ErrorModeParent);
-    g_answer = 1;  // OK
-    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
-    g_answer = 0;  // a headless box answers neither
-    EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
-    EXPECT_EQ(g_boxes.size(), 3u);
+    // Lengths around the 1023 characters that wsprintfA writes at most.
+    for (std::size_t length : {0u, 960u, 1000u, 5000u}) {
+        const std::string context(length, 'c');
+        g_boxes.clear();
+        vskReportError(-5, "vskCopy", context.c_str(), "vskSCE", 54);
+        std::string expected = "in function [vskSCE:54]:vskCopy():\n" + context + kParent;
+#if defined(_WIN32)
+        if (expected.size() > 1023) expected.resize(1023);
+#endif
+        ASSERT_EQ(g_boxes.size(), 1u);
+        EXPECT_EQ(g_boxes[0].text, expected) << length;
+    }
 }
 
-TEST(DefaultHandlerDeathTest, YesInLeafModeTerminates) {
-    EXPECT_EXIT(
-        {
-            vskSetErrorHandler(nullptr);
-            vskSetMessageBoxHook([](const char*, const char*, unsigned) -> int { return 6; });
-            vskSetErrMode(VSK_ErrorModeLeaf);
-            vskReportError(-5, "f", "c", "x", 1);
-        },
-        terminated, "VSK Library:\nterminating the application");
-}
-
-TEST(DefaultHandlerDeathTest, CancelInParentModeTerminates) {
-    EXPECT_EXIT(
-        {
-            vskSetErrorHandler(nullptr);
-            vskSetMessageBoxHook([](const char*, const char*, unsigned) -> int { return 2; });
-            vskSetErrMode(VSK_ErrorModeParent);
-            vskReportError(-5, "f", "c", "x", 1);
-        },
-        terminated, "terminating the application");
+TEST(DefaultHandlerDeathTest, YesInLeafModeAndCancelInParentModeTerminate) {
+    for (int mode : {VSK_ErrorModeLeaf, VSK_ErrorModeParent})
+        EXPECT_EXIT(
+            {
+                vskSetErrorHandler(nullptr);
+                vskSetMessageBoxHook([](const char*, const char*, unsigned type) -> int {
+                    return (type & 0xF) == 4 ? 6 : 2;  // Yes to Yes/No, Cancel to OK/Cancel
+                });
+                vskSetErrMode(mode);
+                vskReportError(-5, "f", "c", "x", 1);
+            },
+            terminated, "VSK Library:\nterminating the application");
 }
 
 TEST(DefaultHandlerDeathTest, NonNtPlatformShowsExitBoxThenExits) {

@@ -1,7 +1,5 @@
 // Golden hashes of bitmap import and export.
-#include <cstdlib>
-#include <cstring>
-
+#include "support/dibs.hpp"
 #include "support/golden.hpp"
 
 using namespace golden;
@@ -48,52 +46,24 @@ const DibKind kFaultyDibs[] = {
     {16, BI_BITFIELDS, 0, kRandomTable, {0xF800, 0, 0x001F}},
 };
 
-// A DIB in one buffer: header, colour table or masks, pixel rows of
-// `width` x |height| pixels. Everything after the header starts as seeded
-// random bytes.
-class Dib {
-public:
-    Dib(const DibKind& kind, int width, int height, std::uint32_t seed) {
-        BITMAPINFOHEADER header{};
-        header.biSize = sizeof(BITMAPINFOHEADER);
-        header.biWidth = width;
-        header.biHeight = height;
-        header.biPlanes = static_cast<std::uint16_t>(kind.planes);
-        header.biBitCount = static_cast<std::uint16_t>(kind.bits);
-        header.biCompression = kind.compression;
-        header.biClrUsed = kind.colorsUsed;
-        std::size_t entries = 0;
-        if (kind.bits <= 8)
-            entries = kind.colorsUsed ? kind.colorsUsed : 1u << kind.bits;
-        else if (kind.compression == BI_BITFIELDS)
-            entries = 3;
-        const std::size_t rowBytes = (static_cast<std::size_t>(width) * kind.bits + 31) / 32 * 4;
-        size_ = sizeof header + 4 * entries + rowBytes * static_cast<std::size_t>(std::abs(height));
-        words_.resize((size_ + 3) / 4);
-        std::uint32_t s = seed * 2654435761u + 1;
-        auto* bytes = reinterpret_cast<std::uint8_t*>(words_.data());
-        for (std::size_t i = 0; i < size_; ++i) {
-            s = s * 1664525u + 1013904223u;
-            bytes[i] = static_cast<std::uint8_t>(s >> 24);
-        }
-        std::memcpy(bytes, &header, sizeof header);
-        std::uint8_t* table = bytes + sizeof header;
-        if (kind.table == kGreyRamp)
-            for (std::size_t i = 0; i < entries; ++i) {
-                const auto g = static_cast<std::uint8_t>(255 * i / (entries - 1));
-                const std::uint8_t entry[4] = {g, g, g, 0};
-                std::memcpy(table + 4 * i, entry, 4);
-            }
-        if (kind.compression == BI_BITFIELDS) std::memcpy(table, kind.masks, sizeof kind.masks);
-    }
-    BITMAPINFOHEADER* get() { return reinterpret_cast<BITMAPINFOHEADER*>(words_.data()); }
-    const char* start() const { return reinterpret_cast<const char*>(words_.data()); }
-    void hash(Fnv1a& h) const { h.bytes(words_.data(), size_); }
-
-private:
-    std::vector<std::uint32_t> words_;
-    std::size_t size_ = 0;
-};
+// A DIB of `kind` whose table (a grey ramp or masks where the kind says) and
+// rows start as seeded random bytes.
+Dib dibOf(const DibKind& kind, int width, int height, std::uint32_t seed) {
+    BITMAPINFOHEADER header{};
+    header.biSize = sizeof(BITMAPINFOHEADER);
+    header.biWidth = width;
+    header.biHeight = height;
+    header.biPlanes = static_cast<std::uint16_t>(kind.planes);
+    header.biBitCount = static_cast<std::uint16_t>(kind.bits);
+    header.biCompression = kind.compression;
+    header.biClrUsed = kind.colorsUsed;
+    const std::uint32_t entries =
+        kind.bits > 8 ? 0 : (kind.colorsUsed ? kind.colorsUsed : 1u << kind.bits);
+    Dib dib = randomDib(header, entries, seed);
+    if (kind.table == kGreyRamp) setGreyRamp(dib, static_cast<int>(entries));
+    if (kind.compression == BI_BITFIELDS) setMasks(dib, kind.masks[0], kind.masks[1], kind.masks[2]);
+    return dib;
+}
 
 constexpr int kDibWidth = 13, kDibHeight = 7;
 
@@ -116,17 +86,17 @@ void hashTranslateDib(Fnv1a& h) {
     };
     for (const DibKind& kind : kDibKinds)
         for (int height : {kDibHeight, -kDibHeight}) {
-            Dib dib(kind, kDibWidth, height, seed++);
-            translate(dib.get(), dib.start());
+            Dib dib = dibOf(kind, kDibWidth, height, seed++);
+            translate(dib.header(), reinterpret_cast<const char*>(dib.bytes()));
         }
     for (const DibKind& kind : kFaultyDibs) {
-        Dib dib(kind, kDibWidth, kDibHeight, seed++);
-        translate(dib.get(), dib.start());
+        Dib dib = dibOf(kind, kDibWidth, kDibHeight, seed++);
+        translate(dib.header(), reinterpret_cast<const char*>(dib.bytes()));
     }
     translate(nullptr, nullptr);
     capture.clear();
-    Dib dib(kDibKinds[0], kDibWidth, kDibHeight, seed++);
-    h.number(tvskTranslateDIB(dib.get(), nullptr) != nullptr, 1);
+    Dib dib = dibOf(kDibKinds[0], kDibWidth, kDibHeight, seed++);
+    h.number(tvskTranslateDIB(dib.header(), nullptr) != nullptr, 1);
     hashReports(h, capture.reports());
 }
 
@@ -162,32 +132,32 @@ void hashConvertFromDib(Fnv1a& h) {
     std::uint32_t seed = 4000;
     for (const DibKind& kind : kDibKinds)
         for (int height : {kDibHeight, -kDibHeight}) {
-            Dib dib(kind, kDibWidth, height, seed++);
+            Dib dib = dibOf(kind, kDibWidth, height, seed++);
             for (const DibImage& layout : kDibImages)
                 for (int order : {0, 1})
                     for (int origin : {0, 1}) {
                         ImagePtr image =
                             dibImage(layout, order, origin, kDibWidth + 2, kDibHeight + 2, seed++);
                         capture.clear();
-                        tvskConvertFromDIB(dib.get(), image.get());
+                        tvskConvertFromDIB(dib.header(), image.get());
                         hashReports(h, capture.reports());
                         hashImage(h, image.get());
                     }
         }
     for (const DibKind& kind : kFaultyDibs) {
-        Dib dib(kind, kDibWidth, kDibHeight, seed++);
+        Dib dib = dibOf(kind, kDibWidth, kDibHeight, seed++);
         ImagePtr image = dibImage(kBgr8, 0, 0, kDibWidth, kDibHeight, seed++);
         capture.clear();
-        tvskConvertFromDIB(dib.get(), image.get());
+        tvskConvertFromDIB(dib.header(), image.get());
         hashReports(h, capture.reports());
         hashImage(h, image.get());
     }
     // Images too small for the bitmap, and no bitmap.
-    Dib dib({24, BI_RGB, 0, kRandomTable, {}}, kDibWidth, kDibHeight, seed++);
+    Dib dib = dibOf({24, BI_RGB, 0, kRandomTable, {}}, kDibWidth, kDibHeight, seed++);
     for (int width : {kDibWidth, kDibWidth - 1}) {
         ImagePtr image = dibImage(kBgr8, 0, 0, width, kDibHeight - 1, seed++);
         capture.clear();
-        tvskConvertFromDIB(dib.get(), image.get());
+        tvskConvertFromDIB(dib.header(), image.get());
         tvskConvertFromDIB(nullptr, image.get());
         hashReports(h, capture.reports());
         hashImage(h, image.get());
@@ -214,12 +184,12 @@ void hashConvertToDib(Fnv1a& h) {
     std::uint32_t seed = 5000;
     auto convert = [&](VskImage* image, const Target& t, int width, int height, int dither,
                        bool pending) {
-        Dib dib(t.kind, width, height, seed++);
+        Dib dib = dibOf(t.kind, width, height, seed++);
         capture.clear();
         if (pending) vskSetErrStatus(VSK_STATUS_BAD_ARG);
-        tvskConvertToDIB(image, dib.get(), dither, t.palette);
+        tvskConvertToDIB(image, dib.header(), dither, t.palette);
         hashReports(h, capture.reports());
-        dib.hash(h);  // the whole bitmap: the export leaves row padding alone
+        h.bytes(dib.bytes(), dib.size());  // the whole bitmap: the export leaves row padding alone
     };
     for (const DibImage& layout : kDibImages)
         for (int order : {0, 1})

@@ -11,72 +11,39 @@
 #include <thread>
 #include <vector>
 
-#include "bmpfile.hpp"
+#include "support/dibs.hpp"
+#include "support/golden.hpp"
 #include "support/samples.hpp"
 
 using namespace vsktest;
+using golden::Fnv1a;
 
 namespace {
 
-constexpr int kWidth = 23, kHeight = 17, kTile = 8, kThreads = 8, kRounds = 2;
+constexpr int kWidth = 23, kHeight = 17, kThreads = 8, kRounds = 2;
 
-using Values = std::vector<std::int64_t>;
+const golden::Shape kGray8{VSK_8U, 1, 0}, kGray16{VSK_16U, 1, 0}, kBits{VSK_1U, 1, 0},
+    kRgb8{VSK_8U, 3, 0}, kRgb16{VSK_16U, 3, 0}, kRgb32{VSK_32S, 3, 0}, kRgba8{VSK_8U, 4, 0},
+    kRgba16{VSK_16U, 4, 0};
 
-struct Shape {
-    int channels;
-    unsigned depth;
-    const char* model = nullptr;  // makeImage's names when null
-    const char* seq = nullptr;
-};
-const Shape kGray8{1, VSK_8U}, kGray16{1, VSK_16U}, kBits{1, VSK_1U}, kRgb8{3, VSK_8U},
-    kRgb16{3, VSK_16U}, kRgb32{3, VSK_32S}, kRgba8{4, VSK_8U}, kRgba16{4, VSK_16U},
-    kHsv8{3, VSK_8U, "HSV", "HSV"}, kHls16{3, VSK_16U, "HLS", "HLS"};
-
+// One image of a job: seeded samples, buffered or served by 8 x 8 tiles.
 struct Spec {
-    Shape shape;
-    bool tiled = false;  // served by 8 x 8 tiles
+    golden::Shape shape;
+    bool tiled = false;
+    const char* names = nullptr;  // colour model and channel sequence, if not the default
 };
 
-// One image of a job: seeded samples, buffered or tiled.
-class Picture {
-public:
-    Picture(const Spec& spec, std::uint32_t seed) {
-        const Shape& s = spec.shape;
-        plain_ = makeImage(s.channels, s.depth, VSK_DATA_ORDER_PIXEL, kHeight, kWidth, 0, 4,
-                           s.model, s.seq);
-        fillRandom(plain_.get(), seed);
-        if (!spec.tiled) return;
-        tiled_ = std::make_unique<TiledImage>(s.channels, s.depth, VSK_DATA_ORDER_PIXEL, kHeight,
-                                              kWidth, kTile, kTile);
-        std::memcpy(tiled_->get()->colorModel, plain_->colorModel, 4);
-        std::memcpy(tiled_->get()->channelSeq, plain_->channelSeq, 4);
-        tiled_->loadFrom(plain_.get());
-    }
-    VskImage* get() const { return tiled_ ? tiled_->get() : plain_.get(); }
-    // The samples (through the tiles for a tiled image) and the names.
-    void appendTo(Values& out) const {
-        if (tiled_) tiled_->storeTo(plain_.get());
-        const Values s = samples(plain_.get());
-        out.insert(out.end(), s.begin(), s.end());
-        out.insert(out.end(), get()->colorModel, get()->colorModel + 8);
-    }
-
-private:
-    ImagePtr plain_;
-    std::unique_ptr<TiledImage> tiled_;
-};
-
-// Everything a call leaves: its images' samples (plus what the job adds),
-// the thread's status and the reports its calls made.
+// Everything a call leaves: a hash of what it computed and of its images'
+// samples and names, the thread's status and the reports its calls made.
 struct Outcome {
-    Values values;
+    std::uint64_t hash = 0;
     int status = 0;
     std::vector<std::string> reports;
     bool operator==(const Outcome&) const = default;
 };
 
-// A call on the job's images; it may add values of its own (bitmaps, buffers).
-using Op = void (*)(VskImage* const* images, Values& values);
+// A call on the job's images; it hashes what it computes besides them.
+using Op = void (*)(VskImage* const* images, Fnv1a& h);
 
 struct Job {
     const char* name;
@@ -89,106 +56,54 @@ void alphaLast(VskImage* const* images, int count) {
     for (int k = 0; k < count; ++k) images[k]->alphaChannel = images[k]->nChannels;
 }
 
-// A bitmap of the given layout with seeded table and rows.
-vsk::bmp::Dib seededDib(int bitCount, std::uint32_t seed) {
-    vsk::bmp::Dib dib =
-        vsk::bmp::Dib::make(kWidth, kHeight, bitCount, BI_RGB, bitCount <= 8 ? 1u << bitCount : 0);
-    ImagePtr noise =
-        makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 1, static_cast<int>(dib.size() - 40));
-    fillRandom(noise.get(), seed);
-    std::memcpy(dib.bytes() + 40, noise->imageData, dib.size() - 40);
-    return dib;
+// A bitmap of the given bit count with a seeded table and rows.
+Dib seededDib(int bitCount, std::uint32_t seed) {
+    BITMAPINFOHEADER header{};
+    header.biSize = 40;
+    header.biWidth = kWidth;
+    header.biHeight = kHeight;
+    header.biPlanes = 1;
+    header.biBitCount = static_cast<std::uint16_t>(bitCount);
+    return randomDib(header, bitCount <= 8 ? 1u << bitCount : 0, seed);
 }
 
-void appendBytes(Values& out, const std::uint8_t* p, std::size_t n) {
-    out.insert(out.end(), p, p + n);
-}
+// A job's call on its images i[0], i[1], ... that adds nothing to the hash.
+#define CALL(...) [](VskImage* const* i, Fnv1a&) { __VA_ARGS__; }
 
+// clang-format off
 const Job kJobs[] = {
-    {"tvskCopy",
-     {{kRgb8, true}, {kRgb8}},
-     [](VskImage* const* i, Values&) {
-         setRoi(i[1], 0, 3, 2, 12, 15);
-         tvskCopy(i[0], i[1], nullptr);
-     }},
-    {"vskExchange",
-     {{kRgb16}, {kRgb16, true}},
-     [](VskImage* const* i, Values&) { vskExchange(i[0], i[1], nullptr); }},
-    {"tvskSet", {{kRgb16, true}}, [](VskImage* const* i, Values&) { tvskSet(i[0], 999, nullptr); }},
-    {"tvskAddS",
-     {{kGray16}, {kGray16, true}},
-     [](VskImage* const* i, Values&) { tvskAddS(i[0], i[1], 3000, nullptr); }},
-    {"tvskSubtractS",
-     {{kRgb32}, {kRgb32}},
-     [](VskImage* const* i, Values&) { tvskSubtractS(i[0], i[1], 77, 1, nullptr); }},
-    {"tvskAndS",
-     {{kBits, true}, {kBits}},
-     [](VskImage* const* i, Values&) { tvskAndS(i[0], i[1], 1, nullptr); }},
-    {"tvskAnd",
-     {{kRgb8}, {kRgb8, true}, {kRgb8}},
-     [](VskImage* const* i, Values&) { tvskAnd(i[0], i[1], i[2], nullptr); }},
-    {"tvskAlphaComposite",
-     {{kRgba8, true}, {kRgba8}, {kRgba8}},
-     [](VskImage* const* i, Values&) {
-         alphaLast(i, 3);
-         tvskAlphaComposite(i[0], i[1], i[2], 0, nullptr, nullptr, nullptr, 0, 1, nullptr);
-     }},
-    {"tvskAlphaCompositeC",
-     {{kRgba16}, {kRgba16}, {kRgba16, true}},
-     [](VskImage* const* i, Values&) {
-         tvskAlphaCompositeC(i[0], i[1], i[2], 3, 20000, 40000, 1, 0, nullptr);
-     }},
-    {"vskPreMultiplyAlpha",
-     {{kRgba8, true}},
-     [](VskImage* const* i, Values&) {
-         alphaLast(i, 1);
-         vskPreMultiplyAlpha(i[0], -1, nullptr);
-     }},
-    {"vskMultiplyScale",
-     {{kRgba16}, {kRgba16, true}, {kRgba16}},
-     [](VskImage* const* i, Values&) { vskMultiplyScale(i[0], i[1], i[2], nullptr); }},
-    {"vskMultiplySScale",
-     {{kRgb8}, {kRgb8}},
-     [](VskImage* const* i, Values&) { vskMultiplySScale(i[0], i[1], 150, nullptr); }},
-    {"tvskMirror",
-     {{kBits}, {kBits, true}},
-     [](VskImage* const* i, Values&) { tvskMirror(i[0], i[1], -1, nullptr); }},
-    {"tvskZoom",
-     {{kRgb8, true}, {kRgb8}},
-     [](VskImage* const* i, Values&) {
-         tvskZoom(i[0], i[1], 5, 3, 7, 4, VSK_INTER_CUBIC, nullptr);
-     }},
-    {"tvskDecimate",
-     {{kRgb16}, {kRgb16, true}},
-     [](VskImage* const* i, Values&) {
-         tvskDecimate(i[0], i[1], 2, 3, 3, 5, VSK_INTER_LINEAR, nullptr);
-     }},
-    {"tvskBlur",
-     {{kRgb8, true}, {kRgb8}},
-     [](VskImage* const* i, Values&) {
-         vskSetBorderMode(i[0], VSK_BORDER_REFLECT, 15, 0);
-         setRoi(i[1], 2, 1, 1, 15, 20);
-         tvskBlur(i[0], i[1], 5, 4, 2, 1, nullptr);
-     }},
-    {"tvskColorToGray",
-     {{kRgb16}, {kGray8, true}},
-     [](VskImage* const* i, Values&) { tvskColorToGray(i[0], i[1], nullptr); }},
-    {"tvskGrayToColor",
-     {{kGray16, true}, {kRgb16}},
-     [](VskImage* const* i, Values&) { tvskGrayToColor(i[0], i[1], 0.3f, 0.59f, 0.11f, nullptr); }},
-    {"vskReduceBits dithering",
-     {{kRgb16, true}, {kRgb8}},
-     [](VskImage* const* i, Values&) { vskReduceBits(i[0], i[1], 0, 2, 2, nullptr); }},
+    {"tvskCopy", {{kRgb8, true}, {kRgb8}}, CALL(setRoi(i[1], 0, 3, 2, 12, 15); tvskCopy(i[0], i[1], nullptr))},
+    {"vskExchange", {{kRgb16}, {kRgb16, true}}, CALL(vskExchange(i[0], i[1], nullptr))},
+    {"tvskSet", {{kRgb16, true}}, CALL(tvskSet(i[0], 999, nullptr))},
+    {"tvskAddS", {{kGray16}, {kGray16, true}}, CALL(tvskAddS(i[0], i[1], 3000, nullptr))},
+    {"tvskSubtractS", {{kRgb32}, {kRgb32}}, CALL(tvskSubtractS(i[0], i[1], 77, 1, nullptr))},
+    {"tvskAndS", {{kBits, true}, {kBits}}, CALL(tvskAndS(i[0], i[1], 1, nullptr))},
+    {"tvskAnd", {{kRgb8}, {kRgb8, true}, {kRgb8}}, CALL(tvskAnd(i[0], i[1], i[2], nullptr))},
+    {"tvskAlphaComposite", {{kRgba8, true}, {kRgba8}, {kRgba8}},
+     CALL(alphaLast(i, 3); tvskAlphaComposite(i[0], i[1], i[2], 0, nullptr, nullptr, nullptr, 0, 1, nullptr))},
+    {"tvskAlphaCompositeC", {{kRgba16}, {kRgba16}, {kRgba16, true}},
+     CALL(tvskAlphaCompositeC(i[0], i[1], i[2], 3, 20000, 40000, 1, 0, nullptr))},
+    {"vskPreMultiplyAlpha", {{kRgba8, true}}, CALL(alphaLast(i, 1); vskPreMultiplyAlpha(i[0], -1, nullptr))},
+    {"vskMultiplyScale", {{kRgba16}, {kRgba16, true}, {kRgba16}}, CALL(vskMultiplyScale(i[0], i[1], i[2], nullptr))},
+    {"vskMultiplySScale", {{kRgb8}, {kRgb8}}, CALL(vskMultiplySScale(i[0], i[1], 150, nullptr))},
+    {"tvskMirror", {{kBits}, {kBits, true}}, CALL(tvskMirror(i[0], i[1], -1, nullptr))},
+    {"tvskZoom", {{kRgb8, true}, {kRgb8}}, CALL(tvskZoom(i[0], i[1], 5, 3, 7, 4, VSK_INTER_CUBIC, nullptr))},
+    {"tvskDecimate", {{kRgb16}, {kRgb16, true}}, CALL(tvskDecimate(i[0], i[1], 2, 3, 3, 5, VSK_INTER_LINEAR, nullptr))},
+    {"tvskBlur", {{kRgb8, true}, {kRgb8}},
+     CALL(vskSetBorderMode(i[0], VSK_BORDER_REFLECT, 15, 0); setRoi(i[1], 2, 1, 1, 15, 20);
+          tvskBlur(i[0], i[1], 5, 4, 2, 1, nullptr))},
+    {"tvskColorToGray", {{kRgb16}, {kGray8, true}}, CALL(tvskColorToGray(i[0], i[1], nullptr))},
+    {"tvskGrayToColor", {{kGray16, true}, {kRgb16}}, CALL(tvskGrayToColor(i[0], i[1], 0.3f, 0.59f, 0.11f, nullptr))},
+    {"vskReduceBits dithering", {{kRgb16, true}, {kRgb8}}, CALL(vskReduceBits(i[0], i[1], 0, 2, 2, nullptr))},
     // Jitter draws from rand(), which threads share, so its result is only
     // checked against the rule that holds whatever rand() gives: each value
     // within 4 steps (5 up, with the round-up) of the plain reduction, modulo
     // 256. The job's result is then the plain reduction.
-    {"vskReduceBits jitter",
-     {{kRgb16}, {kRgb8}, {kRgb8}},
-     [](VskImage* const* i, Values&) {
+    {"vskReduceBits jitter", {{kRgb16}, {kRgb8}, {kRgb8}},
+     [](VskImage* const* i, Fnv1a&) {
          vskReduceBits(i[0], i[2], 0, 1, 0, nullptr);
          vskReduceBits(i[0], i[1], 4, 1, 0, nullptr);
-         const Values jittered = samples(i[1]), plain = samples(i[2]);
+         const std::vector<std::int64_t> jittered = samples(i[1]), plain = samples(i[2]);
          EXPECT_NE(jittered, plain);
          for (std::size_t k = 0; k < plain.size(); ++k) {
              const std::int64_t up = (jittered[k] - plain[k] + 256) % 256;
@@ -196,78 +111,67 @@ const Job kJobs[] = {
          }
          std::memcpy(i[1]->imageData, i[2]->imageData, static_cast<std::size_t>(i[2]->dataSize));
      }},
-    {"vskRGB2HSV",
-     {{kRgb8, true}, {kRgb8}},
-     [](VskImage* const* i, Values&) { vskRGB2HSV(i[0], i[1], nullptr); }},
-    {"vskHSV2RGB",
-     {{kHsv8}, {kRgb8, true}},
-     [](VskImage* const* i, Values&) { vskHSV2RGB(i[0], i[1], nullptr); }},
-    {"vskRGB2HLS",
-     {{kRgb16}, {kRgb16}},
-     [](VskImage* const* i, Values&) { vskRGB2HLS(i[0], i[1], nullptr); }},
-    {"vskHLS2RGB",
-     {{kHls16, true}, {kRgb16, true}},
-     [](VskImage* const* i, Values&) { vskHLS2RGB(i[0], i[1], nullptr); }},
-    {"vskGetRect",
-     {{kRgb8, true}},
-     [](VskImage* const* i, Values& values) {
+    {"vskRGB2HSV", {{kRgb8, true}, {kRgb8}}, CALL(vskRGB2HSV(i[0], i[1], nullptr))},
+    {"vskHSV2RGB", {{kRgb8, false, "HSV"}, {kRgb8, true}}, CALL(vskHSV2RGB(i[0], i[1], nullptr))},
+    {"vskRGB2HLS", {{kRgb16}, {kRgb16}}, CALL(vskRGB2HLS(i[0], i[1], nullptr))},
+    {"vskHLS2RGB", {{kRgb16, true, "HLS"}, {kRgb16, true}}, CALL(vskHLS2RGB(i[0], i[1], nullptr))},
+    {"vskGetRect", {{kRgb8, true}},
+     [](VskImage* const* i, Fnv1a& h) {
          vskSetBorderMode(i[0], VSK_BORDER_WRAP, 15, 0);
          int step = 0;
          void* p = vskGetRect(i[0], -5, -4, kWidth + 9, kHeight + 7, &step);
-         if (!p) return;
-         appendBytes(values, static_cast<const std::uint8_t*>(p),
-                     static_cast<std::size_t>(step) * (kHeight + 7));
+         if (p) h.bytes(p, static_cast<std::size_t>(step) * (kHeight + 7));
          vskFreeAligned(p);
      }},
-    {"tvskTranslateDIB",
-     {},
-     [](VskImage* const*, Values& values) {
-         const vsk::bmp::Dib dib = seededDib(8, 41);
+    {"tvskTranslateDIB", {},
+     [](VskImage* const*, Fnv1a& h) {
+         const Dib dib = seededDib(8, 41);
          int clone = -1;
          VskImage* image = tvskTranslateDIB(dib.header(), &clone);
          if (!image) return;
-         values.push_back(clone);
-         const Values s = samples(image);
-         values.insert(values.end(), s.begin(), s.end());
+         h.number(clone);
+         golden::hashImage(h, image);
          tvskDeallocate(image, clone == 1 ? VSK_FREE_HEADER : VSK_FREE_HEADER | VSK_FREE_DATA);
      }},
-    {"tvskConvertFromDIB",
-     {{kRgb8}},
-     [](VskImage* const* i, Values&) {
-         const vsk::bmp::Dib dib = seededDib(4, 42);
-         tvskConvertFromDIB(dib.header(), i[0]);
-     }},
-    {"tvskConvertToDIB",
-     {{kRgb8}},
-     [](VskImage* const* i, Values& values) {
-         vsk::bmp::Dib dib = vsk::bmp::Dib::make(kWidth, kHeight, 8, BI_RGB, 256);
+    {"tvskConvertFromDIB", {{kRgb8}}, CALL(tvskConvertFromDIB(seededDib(4, 42).header(), i[0]))},
+    {"tvskConvertToDIB", {{kRgb8}},
+     [](VskImage* const* i, Fnv1a& h) {
+         Dib dib = makeDib(8, kWidth, kHeight);
          tvskConvertToDIB(i[0], dib.header(), 1, 2);  // a median-cut table
-         appendBytes(values, dib.bytes(), dib.size());
+         h.bytes(dib.bytes(), dib.size());
      }},
-    {"tvskCopy refused: the depths differ",
-     {{kRgb8}, {kRgb16}},
-     [](VskImage* const* i, Values&) { tvskCopy(i[0], i[1], nullptr); },
+    {"tvskCopy refused: the depths differ", {{kRgb8}, {kRgb16}}, CALL(tvskCopy(i[0], i[1], nullptr)),
      VSK_STATUS_BAD_ARG},
 };
+// clang-format on
+#undef CALL
 constexpr int kJobCount = static_cast<int>(std::size(kJobs));
 
 // Runs a job on fresh images from `seed` with a clear status; the thread's
 // reports are cleared first.
 Outcome run(ErrorCapture& capture, const Job& job, std::uint32_t seed) {
-    std::vector<std::unique_ptr<Picture>> pictures;
+    std::vector<std::unique_ptr<golden::Picture>> pictures;
     std::vector<VskImage*> images;
     for (const Spec& spec : job.images) {
-        pictures.push_back(std::make_unique<Picture>(spec, seed++));
+        pictures.push_back(
+            std::make_unique<golden::Picture>(spec.shape, 4, spec.tiled, seed++, kWidth, kHeight));
         images.push_back(pictures.back()->get());
+        if (spec.names) golden::setNames(images.back(), spec.names, spec.names);
     }
-    Outcome out;
+    Fnv1a h;
     capture.clear();
-    job.op(images.data(), out.values);
+    job.op(images.data(), h);
+    Outcome out;
     out.status = tvskGetErrStatus();
     for (const Report& r : capture.reports())
         out.reports.push_back(std::to_string(r.status) + " " + r.func + " " + r.file + ":" +
                               std::to_string(r.line) + " " + r.context);
-    for (const auto& p : pictures) p->appendTo(out.values);
+    for (const auto& p : pictures) {
+        p->hash(h);
+        h.bytes(p->get()->colorModel, 4);
+        h.bytes(p->get()->channelSeq, 4);
+    }
+    out.hash = h.value();
     return out;
 }
 

@@ -1,5 +1,5 @@
 // Helpers of the colour tests: image names, channel lookup by letter and
-// compact report descriptions.
+// the header fault text.
 #pragma once
 
 #include <algorithm>
@@ -32,20 +32,7 @@ inline std::string headerText(unsigned mask) {
     return out;
 }
 
-// Every recorded report as "func|context|file|line|status;...".
-inline std::string reportsOf(const vsktest::ErrorCapture& capture) {
-    std::string out;
-    for (const vsktest::Report& r : capture.reports())
-        out += r.func + "|" + r.context + "|" + r.file + "|" + std::to_string(r.line) + "|" +
-               std::to_string(r.status) + ";";
-    return out;
-}
-
-// The report text expected for one fault.
-inline std::string fault(const std::string& func, const std::string& text, const std::string& file,
-                         int line, int status = VSK_STATUS_BAD_ARG) {
-    return func + "|" + text + "|" + file + "|" + std::to_string(line) + "|" +
-           std::to_string(status) + ";";
-}
+using vsktest::fault;
+using vsktest::reportsOf;
 
 }  // namespace colortest

@@ -159,6 +159,17 @@ void ErrorCapture::clear() {
     vskSetErrStatus(0);
 }
 
+std::string fault(const std::string& func, const std::string& text, const std::string& file, int line,
+                  int status) {
+    return func + "|" + text + "|" + file + "|" + std::to_string(line) + "|" + std::to_string(status) + ";";
+}
+
+std::string reportsOf(const ErrorCapture& capture) {
+    std::string out;
+    for (const Report& r : capture.reports()) out += fault(r.func, r.context, r.file, r.line, r.status);
+    return out;
+}
+
 // ---- guarded buffers -----------------------------------------------------------
 
 GuardedImage::GuardedImage(int nChannels, unsigned depth, int dataOrder, int height, int width,

@@ -67,6 +67,12 @@ private:
     int mode_;
 };
 
+// Every recorded report as "func|context|file|line|status;" in order ("" for
+// none), and one report in that form, to compare whole report lists at once.
+std::string reportsOf(const ErrorCapture& capture);
+std::string fault(const std::string& func, const std::string& text, const std::string& file, int line,
+                  int status = VSK_STATUS_BAD_ARG);
+
 // ---- guarded buffers -----------------------------------------------------------
 
 // A buffered image whose data ends exactly at an inaccessible page, so that
