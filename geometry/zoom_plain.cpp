@@ -208,34 +208,58 @@ void spread(const T* made, T* d, const Shape& s) {
             d[static_cast<std::ptrdiff_t>(i) * s.dPix + c] = made[i * ch + c];
 }
 
-// Linear and cubic passes: each destination row advances the row buffers
-// (the horizontal kernel fills the new ones), then the vertical kernel makes
-// the row, in place or in `made` when its pixels have other channels too.
+// The destination rows from j on that the same source rows serve (at most
+// kVRows; one where rows are made apart from the destination).
+template <class Pos>
+int runOf(const Pos* yp, int j, int rows, bool apart) {
+    int end = j + 1;
+    if (!apart)
+        while (end < rows && end - j < kVRows && yp[end].at == yp[j].at) ++end;
+    return end - j;
+}
+
+// Linear and cubic passes: each run of destination rows on the same source
+// rows advances the row buffers (the horizontal kernel fills the new ones),
+// then the vertical kernel makes those rows, in place or in `made` when
+// their pixels have other channels too.
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const LinearColumns& xc, const LinearPos* yp,
           RowBuffers<2> buf, T* made, const ZoomRows<T>& k) {
-    for (int j = 0; j < s.rows; ++j) {
+    for (int j = 0, run; j < s.rows; j += run) {
         const LinearPos& y = yp[j];
         buf.advance(y.at, [&](int r, float* h) {
             k.linearH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, s.ch, h);
         });
-        T* d = v.dst + j * v.dStride;
-        k.linearV(buf.row[0], buf.row[1], y.f, made ? made : d, s.cols * s.ch);
-        if (made) spread<T, CH>(made, d, s);
+        run = runOf(yp, j, s.rows, made != nullptr);
+        double f[kVRows];
+        T* d[kVRows];
+        for (int r = 0; r < run; ++r) {
+            f[r] = yp[j + r].f;
+            d[r] = made ? made : v.dst + (j + r) * v.dStride;
+        }
+        k.linearV(buf.row[0], buf.row[1], f, d, run, s.cols * s.ch);
+        if (made) spread<T, CH>(made, v.dst + j * v.dStride, s);
     }
 }
 
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const CubicColumns& xc, const CubicPos* yp,
           RowBuffers<4> buf, T* made, const ZoomRows<T>& k) {
-    for (int j = 0; j < s.rows; ++j) {
+    for (int j = 0, run; j < s.rows; j += run) {
         const CubicPos& y = yp[j];
         buf.advance(y.at - 1,
                     [&](int r, float* h) { k.cubicH(v.src + y.s[r] * v.sStride, xc, s.ch, h); });
-        T* d = v.dst + j * v.dStride;
-        const double c[3] = {y.c1, y.c2, y.c3};
-        k.cubicV(buf.row, c, made ? made : d, s.cols * s.ch);
-        if (made) spread<T, CH>(made, d, s);
+        run = runOf(yp, j, s.rows, made != nullptr);
+        double c[kVRows][3];
+        T* d[kVRows];
+        for (int r = 0; r < run; ++r) {
+            c[r][0] = yp[j + r].c1;
+            c[r][1] = yp[j + r].c2;
+            c[r][2] = yp[j + r].c3;
+            d[r] = made ? made : v.dst + (j + r) * v.dStride;
+        }
+        k.cubicV(buf.row, c, d, run, s.cols * s.ch);
+        if (made) spread<T, CH>(made, v.dst + j * v.dStride, s);
     }
 }
 
