@@ -293,6 +293,15 @@ int safeColumns(std::int32_t* const (&o)[M], int n, int ch, std::int64_t avail) 
     return n;
 }
 
+// The run of each column: how many columns from it on take the same samples.
+void runs(std::int32_t* const (&o)[4], int n, std::int32_t* run) {
+    for (int i = n - 1; i >= 0; --i) {
+        bool same = i + 1 < n;
+        for (int k = 0; k < 4 && same; ++k) same = o[k][i + 1] == o[k][i];
+        run[i] = same ? run[i + 1] + 1 : 1;
+    }
+}
+
 // An element offset of column s, which lies inside the image's row.
 inline std::int32_t offsetOf(int s, int sPix) {
     return static_cast<std::int32_t>(std::int64_t{s} * sPix);
@@ -318,6 +327,7 @@ bool columns(const CubicPos* xp, const Shape& s, std::int64_t avail, Scratch& sc
     for (auto& p : o) p = scratch.take<std::int32_t>(s.cols);
     double* c[3];
     for (auto& p : c) p = scratch.take<double>(s.cols);
+    std::int32_t* run = scratch.take<std::int32_t>(s.cols);
     if (!scratch.ok()) return false;
     for (int i = 0; i < s.cols; ++i) {
         for (int k = 0; k < 4; ++k) o[k][i] = offsetOf(xp[i].s[k], s.sPix);
@@ -326,7 +336,8 @@ bool columns(const CubicPos* xp, const Shape& s, std::int64_t avail, Scratch& sc
         c[2][i] = xp[i].c3;
     }
     const int safe = safeColumns(o, s.cols, s.ch, avail);
-    *out = {{o[0], o[1], o[2], o[3]}, c[0], c[1], c[2], s.cols, safe};
+    runs(o, s.cols, run);
+    *out = {{o[0], o[1], o[2], o[3]}, c[0], c[1], c[2], s.cols, safe, run};
     return true;
 }
 

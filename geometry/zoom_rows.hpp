@@ -43,6 +43,9 @@ struct CubicColumns {
     const double* c2;
     const double* c3;
     int n, safe;
+    // Per column: how many columns from it on take its samples (at least 1),
+    // so that kernels may form their values and differences once.
+    const std::int32_t* run;
 };
 
 template <class T>

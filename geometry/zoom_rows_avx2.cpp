@@ -121,21 +121,25 @@ void linearH(const T* row, const LinearColumns& x, int ch, float* h) {
     }
 }
 
+// The columns of a run share the values and differences of their samples.
 template <class T, int CH>
 void cubicPixels(const T* row, const CubicColumns& x, float* h) {
-    const std::int32_t *o0 = x.o[0], *o1 = x.o[1], *o2 = x.o[2], *o3 = x.o[3];
+    const std::int32_t *o0 = x.o[0], *o1 = x.o[1], *o2 = x.o[2], *o3 = x.o[3], *run = x.run;
     const double *c1 = x.c1, *c2 = x.c2, *c3 = x.c3;
     const int safe = x.safe;
     int i = 0;
-    for (; i < safe; ++i) {
-        const __m128i p0 = ints4(row + o0[i]);
+    while (i < safe) {
+        const __m128i q0 = ints4(row + o0[i]);
         const Differences4 d =
-            differences(p0, ints4(row + o1[i]), ints4(row + o2[i]), ints4(row + o3[i]));
-        const __m256d r =
-            newton(_mm256_cvtepi32_pd(p0), _mm256_cvtepi32_pd(d.d1), _mm256_cvtepi32_pd(d.d2),
-                   _mm256_cvtepi32_pd(d.d3), _mm256_broadcast_sd(c1 + i),
-                   _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
-        _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
+            differences(q0, ints4(row + o1[i]), ints4(row + o2[i]), ints4(row + o3[i]));
+        const __m256d p0 = _mm256_cvtepi32_pd(q0), d1 = _mm256_cvtepi32_pd(d.d1),
+                      d2 = _mm256_cvtepi32_pd(d.d2), d3 = _mm256_cvtepi32_pd(d.d3);
+        const int end = safe - i > run[i] ? i + run[i] : safe;
+        do {
+            const __m256d r = newton(p0, d1, d2, d3, _mm256_broadcast_sd(c1 + i),
+                                     _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
+            _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
+        } while (++i < end);
     }
     tailCubicH<T, CH>(row, x, CH, h, i);
 }

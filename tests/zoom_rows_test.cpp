@@ -72,6 +72,13 @@ void expectHorizontalKernelsMatch(const ZoomKernels& fast, int round) {
         w[1][i] = t * (1 + t) * 0.5;
         w[2][i] = (t - 1) * w[1][i] * 0.3333333333333333;
     }
+    // Runs of columns on the same samples (the columns move by less than a pixel).
+    std::vector<std::int32_t> run(n);
+    for (int i = n - 1; i >= 0; --i) {
+        bool same = i + 1 < n;
+        for (int k = 0; k < 4; ++k) same = same && o[k][i + 1] == o[k][i];
+        run[i] = same ? run[i + 1] + 1 : 1;
+    }
     const LinearColumns lin{o[1].data(), o[2].data(), f.data(), n,
                             safeOf({o[1].data(), o[2].data()}, n, ch, row.size())};
     const CubicColumns cub{
@@ -80,7 +87,8 @@ void expectHorizontalKernelsMatch(const ZoomKernels& fast, int round) {
         w[1].data(),
         w[2].data(),
         n,
-        safeOf({o[0].data(), o[1].data(), o[2].data(), o[3].data()}, n, ch, row.size())};
+        safeOf({o[0].data(), o[1].data(), o[2].data(), o[3].data()}, n, ch, row.size()),
+        run.data()};
     const ZoomRows<T>& scalar = rowsOf<T>(kScalar);
     const ZoomRows<T>& vec = rowsOf<T>(fast);
     const std::size_t values = static_cast<std::size_t>(n) * ch;
