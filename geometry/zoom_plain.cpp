@@ -446,7 +446,8 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     }
 
     if (overlap && scratch.ok()) {
-        const std::int64_t end = imageStride(dst) * dst->height / static_cast<std::int64_t>(sizeof(T)) -
+        const std::int64_t end = std::min<std::int64_t>(imageStride(dst) * dst->height, dst->dataSize) /
+                                     static_cast<std::int64_t>(sizeof(T)) -
                                  (dBase - reinterpret_cast<T*>(dst->imageData));
         for (int j = 0; j < shape.rows; ++j)
             for (int i = 0; i < shape.cols; ++i)
@@ -483,6 +484,18 @@ void zoomBits(const VskImage* src, const VskImage* dst, const Job& job) {
     }
 }
 
+// Rows of an image, from its first, that lie wholly inside its buffer up to
+// plane `lastPlane`: all of them unless the header no longer matches its buffer.
+int rowsInBuffer(const VskImage* image, int lastPlane) {
+    const std::int64_t stride = imageStride(image);
+    const std::int64_t values = std::int64_t{image->width} *
+                                (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
+    const int bytes = depthBytes(image->depth);
+    const std::int64_t used = bytes ? values * bytes : (values + 7) / 8;
+    const std::int64_t room = image->dataSize - lastPlane * stride * image->height - used;
+    return room < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(image->height, room / stride + 1));
+}
+
 }  // namespace
 
 int clampSize(int d, int s, double inv) {
@@ -508,9 +521,16 @@ void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yIn
         return;
     job.d.cols = clampSize(job.d.cols, job.s.cols, xInv);
     job.d.rows = clampSize(job.d.rows, job.s.rows, yInv);
-    if (job.d.cols <= 0 || job.d.rows <= 0) return;
+    // Buffers that no longer match their headers: source rows past the end
+    // are not sampled (the last one inside stands in), destination rows past
+    // it are not written.
+    const bool plane = src->dataOrder == VSK_DATA_ORDER_PLANE;
+    const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
+    const int srcRows = rowsInBuffer(src, plane ? job.sc.start + passes - 1 : 0);
+    job.d.rows = std::min(job.d.rows, rowsInBuffer(dst, plane ? job.dc.start + passes - 1 : 0) - job.d.y);
+    if (job.d.cols <= 0 || job.d.rows <= 0 || srcRows <= job.s.y) return;
     job.ax = {job.d.cols, xInv, xStart, job.s.x, src->width};
-    job.ay = {job.d.rows, yInv, yStart, job.s.y, src->height};
+    job.ay = {job.d.rows, yInv, yStart, job.s.y, srcRows};
     job.interpolate = interpolate;
     switch (src->depth) {
         case VSK_1U: zoomBits(src, dst, job); break;
