@@ -67,6 +67,11 @@ inline int planeCount(const VskImage* image) {
     return image->dataOrder == VSK_DATA_ORDER_PLANE ? image->nChannels : 1;
 }
 
+// Rows of a buffered image, from its first, that lie wholly inside its buffer
+// in planes 0 to lastPlane: all of them unless the header no longer matches
+// its buffer (fields changed after allocation, or a size that wrapped).
+int rowsInBuffer(const VskImage* image, int lastPlane);
+
 // ---- the clipped ROI rectangle ---------------------------------------------
 
 struct RoiRect {

@@ -1,5 +1,6 @@
 // Image header, ROI and tile records: creation, allocation, release, the row
 // layout and the clipped ROI rectangle.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -98,6 +99,17 @@ std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, i
     std::int64_t n = bytes == 0 ? (values + 7) / 8 : values * bytes;
     const std::int64_t a = align == 4 ? 4 : 8;
     return (n + a - 1) / a * a;
+}
+
+int rowsInBuffer(const VskImage* image, int lastPlane) {
+    const std::int64_t stride = imageStride(image);
+    const std::int64_t values = std::int64_t{image->width} *
+                                (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
+    const int bytes = depthBytes(image->depth);
+    const std::int64_t used = bytes ? values * bytes : (values + 7) / 8;
+    const std::int64_t room = image->dataSize - lastPlane * stride * image->height - used;
+    if (room < 0 || stride <= 0) return 0;
+    return static_cast<int>(std::min<std::int64_t>(image->height, room / stride + 1));
 }
 
 RoiRect roiRect(const VskImage* image) {

@@ -484,18 +484,6 @@ void zoomBits(const VskImage* src, const VskImage* dst, const Job& job) {
     }
 }
 
-// Rows of an image, from its first, that lie wholly inside its buffer up to
-// plane `lastPlane`: all of them unless the header no longer matches its buffer.
-int rowsInBuffer(const VskImage* image, int lastPlane) {
-    const std::int64_t stride = imageStride(image);
-    const std::int64_t values = std::int64_t{image->width} *
-                                (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
-    const int bytes = depthBytes(image->depth);
-    const std::int64_t used = bytes ? values * bytes : (values + 7) / 8;
-    const std::int64_t room = image->dataSize - lastPlane * stride * image->height - used;
-    return room < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(image->height, room / stride + 1));
-}
-
 }  // namespace
 
 int clampSize(int d, int s, double inv) {
