@@ -127,10 +127,12 @@ struct ImageRows {
     std::uint8_t* data;
     std::int64_t stride, plane;
     int height, origin;
+    int inside;  // memory rows inside the buffer (fewer when the header no longer matches it)
+    int memoryRow(int pictureRow) const { return origin == 1 ? height - 1 - pictureRow : pictureRow; }
     std::uint8_t* row(int pictureRow) const {
-        const int r = origin == 1 ? height - 1 - pictureRow : pictureRow;
-        return data + static_cast<std::int64_t>(r) * stride;
+        return data + static_cast<std::int64_t>(memoryRow(pictureRow)) * stride;
     }
+    bool holds(int pictureRow) const { return memoryRow(pictureRow) < inside; }
 };
 
 ImageRows rowsOf(const VskImage* image) {
@@ -140,6 +142,7 @@ ImageRows rowsOf(const VskImage* image) {
     rows.plane = rows.stride * image->height;
     rows.height = image->height;
     rows.origin = image->origin;
+    rows.inside = vsk::rowsInBuffer(image, vsk::planeCount(image) - 1);
     return rows;
 }
 
@@ -198,18 +201,24 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
     const Steps s = stepsOf(image, rows);
     const std::uint8_t* row = rows.row(pictureRow);
     const int n = image->width;
-    if (image->nChannels == 1 && image->depth == VSK_1U) {
+    const int ch = image->nChannels;
+    const bool bits = ch == 1 && image->depth == VSK_1U;
+    if (!bits && ((ch != 1 && ch != 3 && ch != 4) || (image->depth != VSK_8U && image->depth != VSK_16U)))
+        return false;
+    // A row past the end of a buffer that no longer matches its header reads as black.
+    if (!rows.holds(pictureRow)) {
+        std::fill(out, out + n, Pixel{0, 0, 0, 0});
+        return true;
+    }
+    if (bits) {
         for (int x = 0; x < n; ++x) {
             const std::uint8_t v = (row[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
             out[x] = Pixel{v, v, v, 0};
         }
         return true;
     }
-    const int ch = image->nChannels;
-    if (ch != 1 && ch != 3 && ch != 4) return false;
     if (image->depth == VSK_8U) readChannels<std::uint8_t>(row, s, ch, out, n);
-    else if (image->depth == VSK_16U) readChannels<std::uint16_t>(row, s, ch, out, n);
-    else return false;
+    else readChannels<std::uint16_t>(row, s, ch, out, n);
     return true;
 }
 
@@ -342,6 +351,8 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
         return closingFailure(kConvertFrom, 801);
     }
     for (std::int64_t y = 0; y < rows; ++y) {
+        // Rows past the end of a buffer that no longer matches its header are not written.
+        if (!out.holds(static_cast<int>(y))) continue;
         // Picture order from the top: a bottom-up DIB starts at its last row.
         const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
         reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);

@@ -345,6 +345,19 @@ TEST(DibImport, LargerImageReceivesThePictureTopLeft) {
         EXPECT_EQ(at(image.get(), 0, 2), 99);
         EXPECT_EQ(at(image.get(), 0, 3), 99);
     }
+    // A header grown after allocation: rows past its buffer are neither written
+    // on import nor read on export (they export as black; in plane order the
+    // planes move past the buffer).
+    for (int order : {0, 1}) {
+        GuardedImage g(3, VSK_8U, order, 1, 2);
+        std::memcpy(g.get()->channelSeq, "RGB", 4);
+        g.get()->height = 2;
+        tvskConvertFromDIB(d.h(), g.get());
+        Dib out(24, 2, 2);
+        tvskConvertToDIB(g.get(), out.h(), 1, 0);
+        EXPECT_EQ(out.row(0)[2], order == 0 ? 1 : 0) << order;
+        EXPECT_EQ(out.row(1)[2], 0);
+    }
 }
 
 TEST(DibImport, ConvertChecksAndClosingFailure) {
