@@ -144,6 +144,8 @@ bool gatherTiles(const VskImage* image, const Layout& L, std::int64_t bx0, std::
                  std::int64_t planeStride) {
     const int tw = image->tileInfo->width, th = image->tileInfo->height;
     const std::int64_t tStride = vsk::tileStride(image);
+    // A tile whose size overflows 64 bits cannot be in memory: refused unasked.
+    if (tStride > INT64_MAX / th / L.planes) return false;
     const std::int64_t tPlane = tStride * th;
     const std::int64_t c0 = bx0 / tw, c1 = (bx1 - 1) / tw;
     std::vector<void*> held;

@@ -405,6 +405,11 @@ TEST(GetRect, RejectsWhatItCannotRead) {
     EXPECT_EQ(vskGetRect(image.get(), 0, 0, 0x7FFFFFF0, 2, &step), nullptr);
     EXPECT_EQ(vskGetRect(image.get(), 0, 0, 65536, 65536, &step), nullptr);
     EXPECT_EQ(vskGetRect(image.get(), 0, 0, -1, 1, &step), nullptr);
+    // Tiles whose size overflows 64 bits: refused without asking for one.
+    TiledImage huge(4, VSK_16U, 0, 16, 16, 8, 8);
+    huge.get()->tileInfo->width = huge.get()->tileInfo->height = 1 << 30;
+    EXPECT_EQ(vskGetRect(huge.get(), 0, 0, 4, 4, &step), nullptr);
+    EXPECT_TRUE(huge.log.empty());
     // An empty rectangle is a valid, empty buffer.
     void* p = vskGetRect(image.get(), 2, 2, 0, 3, &step);
     EXPECT_NE(p, nullptr);
