@@ -109,7 +109,7 @@ std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, i
     return (n + a - 1) / a * a;
 }
 
-constexpr std::int64_t kMaxTileBytes = 4 << 20;
+constexpr std::int64_t kMaxTileBytes = 4 << 20, kMaxStoredBytes = 64 << 20;
 constexpr int kMaxHandouts = 1 << 15, kMaxStoredTiles = 4096;
 
 struct Held {
@@ -147,9 +147,12 @@ struct Tiles {
         if (bytes <= 0 || handouts >= kMaxHandouts || col < 0 || row < 0) return false;
         if (policy == 1 && n == k) return false;
         if (policy == 2 && n >= k) return false;
-        if (policy == 3) return col < gridCols + 64 && row < gridRows + 64 &&
-                                (store.count({col, row}) || store.size() < kMaxStoredTiles);
-        return col < gridCols && row < gridRows;
+        // Past the store's limits tiles are refused, as by a call-back out of memory.
+        const bool room = store.count({col, row}) ||
+                          (store.size() < kMaxStoredTiles &&
+                           static_cast<std::int64_t>(store.size() + 1) * bytes <= kMaxStoredBytes);
+        if (policy == 3) return col < gridCols + 64 && row < gridRows + 64 && room;
+        return col < gridCols && row < gridRows && room;
     }
 };
 
