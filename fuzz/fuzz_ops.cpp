@@ -925,7 +925,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     char* start = nullptr;
                     int step = 0, channels = 0, rows = 0, cols = 0, planeSize = 0;
                     vskRoiRect(h, &start, &step, &channels, &rows, &cols, &planeSize);
-                    if (rows > 0 && cols > 0 && (start < h->imageData || start >= h->imageData + h->dataSize))
+                    // For a valid header (a channel of interest it has) the rectangle starts inside.
+                    if (vskBadImageHeader(h) == 0 && rows > 0 && cols > 0 &&
+                        (start < h->imageData || start >= h->imageData + h->dataSize))
                         violation("a ROI rectangle starting outside the buffer");
                 }
             }
