@@ -955,6 +955,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     for (Image* img : call.pool)
         if (img->header == call.source) call.srcRefusals = img->tiles.refusals;
+    if (std::getenv("VSK_FUZZ_TRACE"))
+        std::fprintf(stderr, "  reports %d, status %d\n", g_reports.count, tvskGetErrStatus());
     checkAfter(call, pending);
     return 0;
 }
