@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "colorwalk.hpp"
@@ -24,13 +25,19 @@ inline constexpr bool kIsBit = std::is_same_v<E, Bit>;
 template <class E>
 using ValueOf = std::conditional_t<kIsBit<E>, bool, E>;
 
-// Loads and stores values of one channel in one row.
+// Loads and stores values of one channel in one row. Values are moved as
+// bytes: a row may start anywhere when a header's widthStep is not a multiple
+// of the value size.
 template <class E>
 struct Access {
-    E* p;
+    char* p;
     std::int64_t stride;
-    E load(std::int64_t k) const { return p[k * stride]; }
-    void store(std::int64_t k, E v) const { p[k * stride] = v; }
+    E load(std::int64_t k) const {
+        E v;
+        std::memcpy(&v, p + k * stride * std::int64_t{sizeof(E)}, sizeof v);
+        return v;
+    }
+    void store(std::int64_t k, E v) const { std::memcpy(p + k * stride * std::int64_t{sizeof(E)}, &v, sizeof v); }
 };
 
 template <>
@@ -78,7 +85,7 @@ struct Runs {
         if constexpr (kIsBit<E>)
             return {reinterpret_cast<unsigned char*>(p)};
         else
-            return {reinterpret_cast<E*>(p), stride};
+            return {p, stride};
     }
 };
 
