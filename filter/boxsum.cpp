@@ -50,6 +50,11 @@ struct Plane {
         room = image->dataSize - offset;
     }
     T* row(std::int64_t r) const { return reinterpret_cast<T*>(origin + step * r); }
+    // Stores value j of row r as bytes: a destination row starts anywhere
+    // when its widthStep is not a multiple of the value size.
+    void put(std::int64_t r, std::int64_t j, T v) const {
+        std::memcpy(origin + step * r + j * pitch * static_cast<std::int64_t>(sizeof(T)), &v, sizeof v);
+    }
     // True when `cols` pixels of row r lie inside the buffer; rows past the end
     // of a buffer that no longer matches its header are not written.
     bool holds(std::int64_t r, int cols) const {
@@ -64,7 +69,7 @@ void blurChannel(const Plane<T>& in, const Plane<T>& out, const BlurBox& box, in
     using Row = typename S::Row;
     const int nR = box.nRows, nC = box.nCols;
     const std::int64_t span = std::int64_t{cols} + nC;
-    const int ip = in.pitch, op = out.pitch;
+    const int ip = in.pitch;
     const double r = box.reciprocal;
 
     std::fill(col, col + span, typename S::Col{});
@@ -73,14 +78,13 @@ void blurChannel(const Plane<T>& in, const Plane<T>& out, const BlurBox& box, in
         for (std::int64_t j = 0; j < span; ++j) col[j] = col[j] + S::load(src[j * ip]);
     }
     for (int i = 0; i < rows; ++i) {
-        T* dst = out.holds(i, cols) ? out.row(i) : nullptr;
         Row sum{};
         for (int k = 0; k < nC; ++k) sum += static_cast<Row>(col[k]);
-        if (dst) {
-            dst[0] = static_cast<T>(truncate(S::value(sum) * r));
+        if (out.holds(i, cols)) {
+            out.put(i, 0, static_cast<T>(truncate(S::value(sum) * r)));
             for (int j = 1; j < cols; ++j) {
                 sum += static_cast<Row>(col[j - 1 + nC] - col[j - 1]);
-                dst[std::int64_t{j} * op] = static_cast<T>(truncate(S::value(sum) * r));
+                out.put(i, j, static_cast<T>(truncate(S::value(sum) * r)));
             }
         }
         if (i + 1 == rows) break;
@@ -101,8 +105,7 @@ void blurTyped(const VskImage* block, VskImage* dst, const BlurBox& box, int row
             const Plane<T> in(block, c, 0, 0), out(dst, c, dx, dy);
             for (int i = 0; i < rows && out.holds(i, cols); ++i) {
                 const T* s = in.row(i);
-                T* d = out.row(i);
-                for (int j = 0; j < cols; ++j) d[std::int64_t{j} * out.pitch] = s[std::int64_t{j} * in.pitch];
+                for (int j = 0; j < cols; ++j) out.put(i, j, s[std::int64_t{j} * in.pitch]);
             }
         }
         return;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <random>
@@ -172,6 +173,14 @@ TEST(Blur, EdgeCases) {
         g.get()->height = 4;
         EXPECT_EQ(get(g.get(), 0, 3), 100) << box;
     }
+    // A destination widthStep that is not a multiple of the value size: rows start at odd bytes.
+    ImagePtr s16 = makeImage(1, VSK_16S, 0, 4, 4, 300), d16 = makeImage(1, VSK_16S, 0, 4, 4);
+    d16->widthStep = 7;
+    tvskBlur(s16.get(), d16.get(), 1, 1, 0, 0, nullptr);
+    std::int16_t second;
+    std::memcpy(&second, d16->imageData + 7, 2);
+    EXPECT_EQ(second, 300);
+    tvskBlur(s16.get(), d16.get(), 3, 3, 1, 1, nullptr);
     // A box of no pixels has no mean: 0 at 8 and 16 bits, 0x80000000 at 32.
     for (unsigned depth : {VSK_8U, VSK_16S, VSK_32S}) {
         ImagePtr s = makeImage(1, depth, 0, 3, 3, 50), d = makeImage(1, depth, 0, 3, 3, 7);
