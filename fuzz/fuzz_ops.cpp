@@ -109,7 +109,7 @@ std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, i
     return (n + a - 1) / a * a;
 }
 
-constexpr std::int64_t kMaxTileBytes = 4 << 20, kMaxStoredBytes = 64 << 20;
+constexpr std::int64_t kMaxTileBytes = 256 << 10, kMaxStoredBytes = 16 << 20;
 constexpr int kMaxHandouts = 1 << 15, kMaxStoredTiles = 4096;
 
 struct Held {
