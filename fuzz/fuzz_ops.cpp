@@ -199,9 +199,12 @@ const char* const kModels[] = {"RGB", "RGBA", "GRAY", "HSV", "HLS", "Gray"};
 const char* const kSeqs[] = {"RGB", "BGR", "RGBA", "BGRA", "G", "GRAY", "HSV", "HLS"};
 const int kStrips[] = {700, 1500, 2049, 4100, 65537};
 
-int imageSize(std::uint8_t v) {
+// Sizes: 0 gives 16, then 0..70, then long strips; the last code gives a
+// tiled image (which needs no buffer) 2^30 or 2^31 - 1 pixels.
+int imageSize(std::uint8_t v, bool tiled, std::uint8_t junk) {
     if (v == 0) return 16;
     if (v <= 250) return (v - 1) % 71;
+    if (v == 255 && tiled) return junk & 1 ? INT_MAX : 1 << 30;
     return kStrips[v - 251];
 }
 
@@ -279,14 +282,15 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
     const int order = layout & kPlaneBit ? 1 : 0;
     const int origin = layout & kOriginBit ? 1 : 0;
     const int align = layout & kAlign8Bit ? 8 : 4;
-    int height = imageSize(r(kHeight)), width = imageSize(r(kWidth));
+    const bool tiledLayout = (layout & kTiledBit) != 0;
+    int height = imageSize(r(kHeight), tiledLayout, r(kJunk)), width = imageSize(r(kWidth), tiledLayout, r(kJunk));
 
     // Created with values the creation check accepts; the others are set after.
     const unsigned createDepth = d >= 240 ? VSK_8U : depth;
     const int createChannels = std::max(nChannels, 1);
     const int createAlpha = alpha < 0 || alpha > createChannels ? 0 : alpha;
     const std::int64_t planes = order ? createChannels : 1;
-    if (rowBytes(order, createDepth, align, createChannels, width) * height * planes > (8 << 20))
+    if (!tiledLayout && rowBytes(order, createDepth, align, createChannels, width) * height * planes > (8 << 20))
         height = std::min(height, 2);
 
     if (layout & kRoiBit) {
@@ -340,7 +344,11 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
         case 9: h->width += 1 + av % 64; break;
         case 10: h->width = av % 80; break;
         case 11: h->height += 1 + av % 64; break;
-        case 12: h->nChannels = 1 + av % 5; break;
+        case 12: {
+            static const int many[] = {64, 1 << 16, 1 << 24, INT_MAX};
+            h->nChannels = av < 200 ? 1 + av % 5 : many[av % 4];
+            break;
+        }
         case 13: h->depth = kDepths[av % 6]; break;
         case 14: h->dataOrder ^= 1; break;
         case 15: h->align = h->align == 4 ? 8 : 4; break;
