@@ -216,6 +216,9 @@ int tileSize(std::uint8_t v) {
 
 int roiOffset(std::uint8_t v) { return v < 200 ? v % 80 : extreme(v); }
 
+// A field grown by n, at most to INT_MAX.
+int grow(int field, int n) { return static_cast<int>(std::min<std::int64_t>(std::int64_t{field} + n, INT_MAX)); }
+
 std::uint32_t hashBytes(const void* p, std::size_t n) {
     const auto* b = static_cast<const std::uint8_t*>(p);
     std::uint32_t h = 2166136261u;
@@ -340,10 +343,10 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
             break;
         }
         case 7: h->dataSize = h->dataSize > 0 ? h->dataSize - av % (h->dataSize + 1) : 0; break;
-        case 8: h->dataSize += av; break;
-        case 9: h->width += 1 + av % 64; break;
+        case 8: h->dataSize = grow(h->dataSize, av); break;
+        case 9: h->width = grow(h->width, 1 + av % 64); break;
         case 10: h->width = av % 80; break;
-        case 11: h->height += 1 + av % 64; break;
+        case 11: h->height = grow(h->height, 1 + av % 64); break;
         case 12: {
             static const int many[] = {64, 1 << 16, 1 << 24, INT_MAX};
             h->nChannels = av < 200 ? 1 + av % 5 : many[av % 4];
