@@ -1,73 +1,34 @@
 // Compositing speed against a memcpy of one image's bytes in the same run:
 // the ratio of the two survives a noisy machine.
-#include <benchmark/benchmark.h>
-
-#include <cstring>
-#include <vector>
-
-#include "vsk.h"
-#include "vsk_internal.h"
+#include "support/benchsupport.hpp"
 
 namespace {
 
-struct Images {
-    VskImage *a, *b, *d;
-    Images(int size, unsigned depth, int order) {
-        VskImage** all[] = {&a, &b, &d};
-        unsigned seed = 1;
-        for (VskImage** p : all) {
-            *p = tvskCreateImageHeader(4, 4, depth, "RGBA", "RGBA", order, 0, 8, size, size,
-                                       nullptr, nullptr, nullptr);
-            tvskAllocateImage(*p, -1);
-            for (int i = 0; i < (*p)->dataSize; ++i) {
-                seed = seed * 1664525u + 1013904223u;
-                (*p)->imageData[i] = static_cast<char>(seed >> 24);
-            }
-        }
-    }
-    ~Images() {
-        for (VskImage* p : {a, b, d}) tvskDeallocate(p, VSK_FREE_HEADER | VSK_FREE_DATA);
-    }
-};
-
-void setBytes(benchmark::State& state, const VskImage* image) {
-    state.SetBytesProcessed(state.iterations() * image->dataSize);
-}
-
-void BM_Memcpy(benchmark::State& state) {
-    const Images im(static_cast<int>(state.range(0)), VSK_8U, 0);
-    for (auto _ : state) {
-        std::memcpy(im.d->imageData, im.a->imageData, static_cast<std::size_t>(im.a->dataSize));
-        benchmark::ClobberMemory();
-    }
-    setBytes(state, im.a);
-}
+using namespace vskbench;
 
 // Arguments: size, depth bits, data order, operator, premultiplied, divide.
 void BM_Composite(benchmark::State& state) {
-    const Images im(static_cast<int>(state.range(0)), state.range(1) == 16 ? VSK_16U : VSK_8U,
-                    static_cast<int>(state.range(2)));
-    for (auto _ : state) {
-        tvskAlphaComposite(im.a, im.b, im.d, static_cast<int>(state.range(3)), nullptr, nullptr,
-                           nullptr, static_cast<int>(state.range(4)),
-                           static_cast<int>(state.range(5)), nullptr);
-        benchmark::ClobberMemory();
-    }
-    setBytes(state, im.a);
+    const int side = static_cast<int>(state.range(0));
+    const Shape shape{4, state.range(1) == 16 ? VSK_16U : VSK_8U, side, side,
+                      static_cast<int>(state.range(2)), 4};
+    Image a = makeImage(shape, 1), b = makeImage(shape, 2), d = makeImage(shape, 3);
+    const int op = static_cast<int>(state.range(3)), premul = static_cast<int>(state.range(4));
+    const int divide = static_cast<int>(state.range(5));
+    timeLoop(state, bytesOf(a), [&] {
+        tvskAlphaComposite(a.get(), b.get(), d.get(), op, nullptr, nullptr, nullptr, premul, divide,
+                           nullptr);
+    });
 }
 
 void BM_PreMultiply(benchmark::State& state) {
-    const Images im(static_cast<int>(state.range(0)), VSK_8U, 0);
-    for (auto _ : state) {
-        vskPreMultiplyAlpha(im.d, -1, nullptr);
-        benchmark::ClobberMemory();
-    }
-    setBytes(state, im.d);
+    const int side = static_cast<int>(state.range(0));
+    Image d = makeImage({4, VSK_8U, side, side, VSK_DATA_ORDER_PIXEL, 4});
+    timeLoop(state, bytesOf(d), [&] { vskPreMultiplyAlpha(d.get(), -1, nullptr); });
 }
 
 }  // namespace
 
-BENCHMARK(BM_Memcpy)->Arg(512)->Arg(4096)->Unit(benchmark::kMillisecond);
+BENCHMARK(vskbench::memcpyBytes)->Arg(512 * 512 * 4)->Arg(4096 * 4096 * 4)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Composite)
     ->ArgNames({"size", "bits", "plane", "op", "premul", "divide"})
     ->Args({512, 8, 0, 0, 0, 0})

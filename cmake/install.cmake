@@ -1,6 +1,7 @@
-# Installation: the shared and static libraries, the headers, the command-line
-# tool (target vsk-cli, when it is built), a CMake package (find_package(vsk)
-# gives vsk::vsk and vsk::vsk_static) and vsk.pc for pkg-config.
+# Installation: the shared and static libraries, the public headers (and the
+# internal one apart), the command-line tool (target vsk-cli, when it is
+# built), a CMake package (find_package(vsk) gives vsk::vsk and
+# vsk::vsk_static) and vsk.pc for pkg-config.
 include(CMakePackageConfigHelpers)
 
 set(VSK_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/vsk
@@ -10,8 +11,11 @@ install(TARGETS vsk vsk_static EXPORT vskTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES include/vsk.h include/vsk_internal.h ${PROJECT_BINARY_DIR}/include/vsk_version.h
+install(FILES include/vsk.h ${PROJECT_BINARY_DIR}/include/vsk_version.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The internal operations are no public interface: their header goes where no
+# include path of the package points (for tools that read the declarations).
+install(FILES include/vsk_internal.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vsk/internal)
 if(TARGET vsk-cli)
   install(TARGETS vsk-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

@@ -1,7 +1,8 @@
-// Bounded row access for the colour module's pixel layers: channels as runs
-// of values in a buffer, and one per-pixel loop that maps input channels to
-// output channels. Every access stays inside the buffer a layer was given;
-// pixels whose values would lie past its end are skipped.
+// Rows shared by the colour module's pixel layers: bounded channel runs in
+// a buffer, one per-pixel loop that maps input channels to output channels,
+// and the layers' common offsets and report site. Every access stays inside
+// the buffer a layer was given; pixels whose values would lie past its end
+// are skipped.
 #pragma once
 
 #include <algorithm>
@@ -10,16 +11,11 @@
 #include <cstring>
 #include <type_traits>
 
+#include "bits.hpp"
 #include "colorwalk.hpp"
+#include "numeric.hpp"
 
 namespace vsk::color {
-
-// Marks 1-bit data: values are single bits, the first in the most
-// significant bit of a row's first byte.
-struct Bit {};
-
-template <class E>
-inline constexpr bool kIsBit = std::is_same_v<E, Bit>;
 
 // The value a pixel layer sees for an element type (bool for bits).
 template <class E>
@@ -42,13 +38,9 @@ struct Access {
 
 template <>
 struct Access<Bit> {
-    unsigned char* p;
-    bool load(std::int64_t k) const { return (p[k >> 3] >> (7 - (k & 7))) & 1; }
-    // Set bits are ORed in, clear bits ANDed out.
-    void store(std::int64_t k, bool v) const {
-        const unsigned mask = 0x80u >> (k & 7);
-        p[k >> 3] = static_cast<unsigned char>(v ? p[k >> 3] | mask : p[k >> 3] & ~mask);
-    }
+    std::uint8_t* p;
+    bool load(std::int64_t k) const { return getBit(p, k); }
+    void store(std::int64_t k, bool v) const { putBit(p, k, v); }
 };
 
 // N channels of one buffer. Channel c of row r starts at byte
@@ -83,11 +75,46 @@ struct Runs {
     Access<E> at(int c, std::int64_t r) const {
         char* p = area.base + off[c] + r * step;
         if constexpr (kIsBit<E>)
-            return {reinterpret_cast<unsigned char*>(p)};
+            return {reinterpret_cast<std::uint8_t*>(p)};
         else
             return {p, stride};
     }
 };
+
+// True when every row of the runs starts each channel on a multiple of the
+// value size, as the row kernels need; rows of a widthStep that is not a
+// multiple of it go value by value as bytes instead.
+template <class E, int N>
+bool alignedRuns(const Runs<E, N>& runs) {
+    if constexpr (kIsBit<E>) {
+        return true;
+    } else {
+        constexpr auto size = static_cast<std::int64_t>(sizeof(E));
+        if (runs.step % size != 0) return false;
+        const auto base = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(runs.area.base) % size);
+        for (int c = 0; c < N; ++c)
+            if ((base + runs.off[c]) % size != 0) return false;
+        return true;
+    }
+}
+
+// True when two areas share a byte.
+inline bool overlaps(const Area& a, const Area& b) {
+    const auto lo = [](const Area& x) { return reinterpret_cast<std::uintptr_t>(x.base); };
+    return lo(a) < lo(b) + static_cast<std::uintptr_t>(b.size) &&
+           lo(b) < lo(a) + static_cast<std::uintptr_t>(a.size);
+}
+
+// Calls row(r, n) for every row r of `rows` rows of `count` pixels that has
+// n > 0 pixels whose values all lie inside both areas.
+template <class S, int NI, class D, int NO, class F>
+void eachRow(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, std::int64_t count,
+             F&& row) {
+    for (std::int64_t r = 0; r < rows; ++r) {
+        const std::int64_t n = std::min(in.fit(r, count), out.fit(r, count));
+        if (n > 0) row(r, n);
+    }
+}
 
 // The per-row loop of mapRows with compile-time pixel strides (0: the runs'
 // own). Rows are walked from the last pixel to the first when the buffers
@@ -95,12 +122,8 @@ struct Runs {
 template <std::int64_t IS, std::int64_t OS, class S, int NI, class D, int NO, class F>
 void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows,
                  std::int64_t count, F& f) {
-    const auto lo = [](const Area& a) { return reinterpret_cast<std::uintptr_t>(a.base); };
-    const bool overlap = lo(in.area) < lo(out.area) + static_cast<std::uintptr_t>(out.area.size) &&
-                         lo(out.area) < lo(in.area) + static_cast<std::uintptr_t>(in.area.size);
-    for (std::int64_t r = 0; r < rows; ++r) {
-        const std::int64_t n = std::min(in.fit(r, count), out.fit(r, count));
-        if (n <= 0) continue;
+    const bool overlap = overlaps(in.area, out.area);
+    eachRow(in, out, rows, count, [&](std::int64_t r, std::int64_t n) {
         Access<S> src[NI];
         Access<D> dst[NO];
         for (int c = 0; c < NI; ++c) src[c] = in.at(c, r);
@@ -120,7 +143,7 @@ void mapRowsWith(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t row
             for (std::int64_t k = n; k-- > 0;) pixel(k);
         else
             for (std::int64_t k = 0; k < n; ++k) pixel(k);
-    }
+    });
 }
 
 // Calls f(in, out) for every pixel of `rows` rows of `count` pixels; f reads
@@ -137,11 +160,22 @@ void mapRows(const Runs<S, NI>& in, const Runs<D, NO>& out, std::int64_t rows, s
     mapRowsWith<0, 0>(in, out, rows, count, f);
 }
 
-// Truncating conversion of a floating value as the processor performs it:
-// toward zero, and INT_MIN for NaN and values out of range.
-inline std::int32_t truncInt32(double v) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return INT32_MIN;
-    return static_cast<std::int32_t>(v);
+// ---- shared by the pixel layers ------------------------------------------------
+
+// Where a pixel layer reports from.
+inline Site pixelSite(const char* func) { return {func, kPixelFile}; }
+
+// Values per destination row: the width, times the channels in pixel order.
+inline std::int64_t valuesPerRow(const Block& b) {
+    return std::int64_t{b.width} * pixelPitch(b.dst);
+}
+
+// Offsets of the first three values of a pixel.
+inline void pixelChannels(unsigned depth, std::int64_t off[3]) {
+    const std::int64_t bytes = depthBytes(depth);
+    off[0] = 0;
+    off[1] = bytes;
+    off[2] = 2 * bytes;
 }
 
 }  // namespace vsk::color

@@ -36,16 +36,12 @@ bool colorBadHeaders(const VskImage* src, const VskImage* dst, int srcLine, int 
 }
 
 bool colorCheckImages(const VskImage* src, const VskImage* dst, const char* funcName) {
-    const Site site{funcName, kPixelFile};
-    if (!src || !dst) {
-        report(site, 1107, "null_image_pointer");
-        return false;
-    }
-    if ((!src->imageData && !src->tileInfo) || (!dst->imageData && !dst->tileInfo)) {
-        report(site, 1112, "null_data_pointer");
-        return false;
-    }
-    return true;
+    const bool images = src && dst;
+    return !reportFirst({funcName, kPixelFile},
+                        {{!images, 1107, "null_image_pointer"},
+                         {images && ((!src->imageData && !src->tileInfo) ||
+                                     (!dst->imageData && !dst->tileInfo)),
+                          1112, "null_data_pointer"}});
 }
 
 bool nameIs(const char (&field)[4], const char* name) { return std::memcmp(field, name, 3) == 0; }

@@ -52,11 +52,6 @@ bool colorBadHeaders(const VskImage* src, const VskImage* dst, int srcLine, int 
 // and returns false when the images cannot be processed.
 bool colorCheckImages(const VskImage* src, const VskImage* dst, const char* funcName);
 
-// Channels an image takes part with: 1 with a channel of interest, else all.
-inline int effectiveChannels(const VskImage* image) {
-    return image->roi && image->roi->coi != 0 ? 1 : image->nChannels;
-}
-
 // True when the first three bytes of a four-letter name equal `name`.
 bool nameIs(const char (&field)[4], const char* name);
 

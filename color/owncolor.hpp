@@ -1,5 +1,8 @@
 // The colour module's pixel layer: the routines that run on one block of
-// source and destination data and report their own faults.
+// source and destination data and report their own faults (under the file
+// name "owncolor"). One source file per family: colour and grey
+// (owngray.cpp), bit reduction and dithering (ownreduce.cpp), hue conversions
+// (ownhue.cpp); the rows they share are in colorrows.hpp.
 #pragma once
 
 #include "colorwalk.hpp"
@@ -16,12 +19,20 @@ void ownGrayToColor(const Block& block, float redFraction, float greenFraction, 
 // 8U, 8U to 1U).
 void ownReduceBits(const Block& block);
 
+// The noise tables of one jittering call.
+struct JitterTables {
+    double uniform[1024];
+    int offset[1024];
+};
+
 // The same after adding noise of amplitude jitterType (1..8) to the source
 // block, which must be a private copy.
-void ownjitter_rect(const Block& block, int jitterType);
+void ownjitter_rect(const Block& block, int jitterType, const JitterTables& tables);
 
-// Rebuilds the process-wide noise tables from the C library's rand().
-void jitterFillTables();
+// Fills a call's noise tables from the C library's rand(). Calls that jitter
+// at the same time on several threads interleave one shared sequence (the
+// Windows C runtime keeps a sequence per thread instead).
+void jitterFillTables(JitterTables& tables);
 
 // Re-quantises a destination rectangle in place with error diffusion
 // (ditherType 2, 4, 8) or the ordered pattern (16); `levels` sets the step.

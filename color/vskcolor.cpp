@@ -10,9 +10,9 @@ using namespace vsk::color;
 
 namespace {
 
-void reportIncompatible(const char* funcName, int line) {
-    report({funcName, kTopFile}, line, "incomatibleimages");
-}
+// Reported for images an operation cannot convert (their names, depths,
+// orders or channels).
+constexpr const char* kIncompatible = "incomatibleimages";
 
 struct HueOperation {
     const char* name;
@@ -24,12 +24,11 @@ struct HueOperation {
 void hueOperation(VskImage* src, VskImage* dst, const int* dstTile, const HueOperation& op) {
     if (colorBadHeaders(src, dst, op.srcLine, op.dstLine) || !colorCheckImages(src, dst, op.name))
         return;
-    if (!nameIs(src->colorModel, op.srcModel) || effectiveChannels(src) != effectiveChannels(dst) ||
-        src->depth != dst->depth || src->dataOrder != dst->dataOrder ||
-        src->origin != dst->origin) {
-        reportIncompatible(op.name, op.incompatibleLine);
+    const bool incompatible = !nameIs(src->colorModel, op.srcModel) ||
+                              channelCount(src) != channelCount(dst) || src->depth != dst->depth ||
+                              src->dataOrder != dst->dataOrder || src->origin != dst->origin;
+    if (reportFirst({op.name, kTopFile}, {{incompatible, op.incompatibleLine, kIncompatible}}))
         return;
-    }
     colorRun(src, dst, dstTile, [&](const Block& b) { ownHueConvert(b, op.conversion); });
 }
 
@@ -43,12 +42,11 @@ VSK_API void VSK_CALL tvskColorToGray(VskImage* srcImage, VskImage* dstImage, in
         return;
     // A second test, for an "RGBA" source or a "Gray" destination, is
     // deliberately vacuous: every source that starts "RGB" passes it.
-    if (!nameIs(srcImage->colorModel, "RGB") ||
+    const bool incompatible =
+        !nameIs(srcImage->colorModel, "RGB") ||
         (dstImage->dataOrder == VSK_DATA_ORDER_PIXEL && dstImage->nChannels != 1) ||
-        srcImage->origin != dstImage->origin) {
-        reportIncompatible("vskColorToGray", 159);
-        return;
-    }
+        srcImage->origin != dstImage->origin;
+    if (reportFirst({"vskColorToGray", kTopFile}, {{incompatible, 159, kIncompatible}})) return;
     colorRun(srcImage, dstImage, dstTile, [](const Block& b) { ownColorToGray(b); });
 }
 
@@ -59,12 +57,11 @@ VSK_API void VSK_CALL tvskGrayToColor(VskImage* srcImage, VskImage* dstImage, fl
         return;
     const bool depthsFit = srcImage->depth == dstImage->depth ||
                            (srcImage->depth == VSK_1U && dstImage->depth == VSK_8U);
-    if (!nameIs(dstImage->colorModel, "RGB") || !depthsFit ||
+    const bool incompatible =
+        !nameIs(dstImage->colorModel, "RGB") || !depthsFit ||
         (srcImage->dataOrder == VSK_DATA_ORDER_PIXEL && srcImage->nChannels != 1) ||
-        srcImage->origin != dstImage->origin) {
-        reportIncompatible("vskGrayToColor", 472);
-        return;
-    }
+        srcImage->origin != dstImage->origin;
+    if (reportFirst({"vskGrayToColor", kTopFile}, {{incompatible, 472, kIncompatible}})) return;
     colorRun(srcImage, dstImage, dstTile,
              [&](const Block& b) { ownGrayToColor(b, redFraction, greenFraction, blueFraction); });
 }
@@ -72,18 +69,15 @@ VSK_API void VSK_CALL tvskGrayToColor(VskImage* srcImage, VskImage* dstImage, fl
 void VSK_CALL vskReduceBits(VskImage* srcImage, VskImage* dstImage, int jitterType, int ditherType,
                             int levels, const int* dstTile) {
     const Site site{"vskReduceBits", kTopFile};
-    if (static_cast<unsigned>(jitterType) > 8) {
-        report(site, 67, "(0>jitterType)||(jitterType>8)");
-        return;
-    }
-    if (colorBadHeaders(srcImage, dstImage, 68, 69) ||
+    if (reportFirst(site, {{static_cast<unsigned>(jitterType) > 8, 67,
+                            "(0>jitterType)||(jitterType>8)"}}) ||
+        colorBadHeaders(srcImage, dstImage, 68, 69) ||
         !colorCheckImages(srcImage, dstImage, "vskReduceBits"))
         return;
-    if (effectiveChannels(srcImage) != effectiveChannels(dstImage) ||
-        srcImage->dataOrder != dstImage->dataOrder || srcImage->origin != dstImage->origin) {
-        reportIncompatible("vskReduceBits", 72);
-        return;
-    }
+    const bool incompatible = channelCount(srcImage) != channelCount(dstImage) ||
+                              srcImage->dataOrder != dstImage->dataOrder ||
+                              srcImage->origin != dstImage->origin;
+    if (reportFirst(site, {{incompatible, 72, kIncompatible}})) return;
     if (!srcImage->tileInfo && !dstImage->tileInfo && ditherType == 1 && jitterType == 0) {
         ownReduceBits(directBlock(srcImage, dstImage));
         return;
@@ -93,10 +87,11 @@ void VSK_CALL vskReduceBits(VskImage* srcImage, VskImage* dstImage, int jitterTy
         levels = 0;
     else if (levels > bits)
         levels = bits / 2;
-    if (jitterType != 0) jitterFillTables();
+    JitterTables tables;  // this call's own noise tables (12 KiB)
+    if (jitterType != 0) jitterFillTables(tables);
     colorWalk(srcImage, dstImage, dstTile, [&](const Block& b) {
         if (jitterType != 0)
-            ownjitter_rect(b, jitterType);
+            ownjitter_rect(b, jitterType, tables);
         else
             ownReduceBits(b);
         if (ditherType != 1)

@@ -11,9 +11,6 @@ namespace {
 
 using u8 = std::uint8_t;
 
-// The top k bits of a byte (0 <= k <= 8).
-inline unsigned topMask(int k) { return (0xFF00u >> k) & 0xFFu; }
-
 // The k bits (1..8) at bit position `bit` (0..7) of p, left-aligned in a
 // byte. The second byte is read only when the bits reach into it.
 inline unsigned readBits(const u8* p, int bit, int k) {
@@ -29,9 +26,21 @@ inline void writeBits(u8* p, int bit, int k, unsigned v) {
     *p = static_cast<u8>((*p & ~mask) | ((v >> bit) & mask));
 }
 
-// Big-endian 64-bit access: the first byte holds the most significant bits,
-// as in a row of 1-bit pixels. Compilers turn these loops into one load or
-// store and a byte swap.
+// Big-endian and little-endian 64-bit access: in a row of 1-bit pixels the
+// first byte holds the most significant bits. One load or store and a byte
+// swap where the compiler offers it, byte by byte elsewhere.
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+inline std::uint64_t loadBE64(const u8* p) {
+    std::uint64_t v;
+    std::memcpy(&v, p, 8);
+    return __builtin_bswap64(v);
+}
+inline void storeBE64(u8* p, std::uint64_t v) {
+    v = __builtin_bswap64(v);
+    std::memcpy(p, &v, 8);
+}
+inline void storeLE64(u8* p, std::uint64_t v) { std::memcpy(p, &v, 8); }
+#else
 inline std::uint64_t loadBE64(const u8* p) {
     std::uint64_t v = 0;
     for (int i = 0; i < 8; ++i) v = (v << 8) | p[i];
@@ -43,6 +52,10 @@ inline void storeBE64(u8* p, std::uint64_t v) {
         v >>= 8;
     }
 }
+inline void storeLE64(u8* p, std::uint64_t v) {
+    for (int i = 0; i < 8; ++i, v >>= 8) p[i] = static_cast<u8>(v);
+}
+#endif
 
 // Bit-reversal of every byte value.
 constexpr std::array<std::uint8_t, 256> kReversed = [] {
@@ -56,22 +69,30 @@ constexpr std::array<std::uint8_t, 256> kReversed = [] {
     return t;
 }();
 
-inline unsigned bitAt(const std::uint8_t* p, std::int64_t i) {
-    return (p[i >> 3] >> (7 - (i & 7))) & 1u;
+// The bit order of every byte of v reversed.
+inline std::uint64_t reverseBitsInBytes(std::uint64_t v) {
+    v = ((v >> 1) & 0x5555555555555555ull) | ((v & 0x5555555555555555ull) << 1);
+    v = ((v >> 2) & 0x3333333333333333ull) | ((v & 0x3333333333333333ull) << 2);
+    return ((v >> 4) & 0x0F0F0F0F0F0F0F0Full) | ((v & 0x0F0F0F0F0F0F0F0Full) << 4);
 }
 
-inline void putBit(std::uint8_t* p, std::int64_t i, unsigned v) {
-    const auto mask = static_cast<std::uint8_t>(0x80u >> (i & 7));
-    p[i >> 3] = static_cast<std::uint8_t>(v ? (p[i >> 3] | mask) : (p[i >> 3] & ~mask));
-}
-
-// The 8 bits from position i on; they span at most the two bytes that the
-// run itself covers.
-inline std::uint8_t byteAt(const std::uint8_t* p, std::int64_t i) {
-    const int shift = static_cast<int>(i & 7);
-    const std::uint8_t* q = p + (i >> 3);
-    if (shift == 0) return q[0];
-    return static_cast<std::uint8_t>((q[0] << shift) | (q[1] >> (8 - shift)));
+// Eight bytes at a time: source bytes last[-j-7] .. last[-j] (and the next
+// one for the bits a shift brings in) read as one big-endian word; with
+// every byte's bits reversed, its least significant byte is dst[j], so the
+// word is stored little-endian. The source is read ascending, from the last
+// destination bytes to the first.
+void reverseBitBytes(const u8* last, int shift, u8* dst, std::int64_t count) {
+    const std::int64_t head = count % 8;
+    for (std::int64_t j = count - 8; j >= head; j -= 8) {
+        std::uint64_t w = loadBE64(last - j - 7);
+        if (shift) w = (w << shift) | (last[1 - j] >> (8 - shift));
+        storeLE64(dst + j, reverseBitsInBytes(w));
+    }
+    for (std::int64_t j = 0; j < head; ++j) {
+        unsigned v = static_cast<unsigned>(last[-j]) << shift;
+        if (shift) v |= last[1 - j] >> (8 - shift);
+        dst[j] = kReversed[v & 0xFF];
+    }
 }
 
 }  // namespace
@@ -143,9 +164,35 @@ void copyBitsReversed(const std::uint8_t* src, std::int64_t s, std::uint8_t* dst
                       std::int64_t d, std::int64_t n) {
     const std::int64_t last = s + n - 1;
     std::int64_t k = 0;
-    for (; k < n && ((d + k) & 7) != 0; ++k) putBit(dst, d + k, bitAt(src, last - k));
-    for (; n - k >= 8; k += 8) dst[(d + k) >> 3] = kReversed[byteAt(src, last - k - 7)];
-    for (; k < n; ++k) putBit(dst, d + k, bitAt(src, last - k));
+    for (; k < n && ((d + k) & 7) != 0; ++k) putBit(dst, d + k, getBit(src, last - k));
+    // Whole destination bytes: the first takes source bits last - k - 7 .. last - k.
+    const std::int64_t bytes = (n - k) >> 3;
+    if (bytes > 0) {
+        const std::int64_t from = last - k - 7;
+        bitRows().reverseBytes(src + (from >> 3), static_cast<int>(from & 7), dst + ((d + k) >> 3),
+                               bytes);
+        k += bytes * 8;
+    }
+    for (; k < n; ++k) putBit(dst, d + k, getBit(src, last - k));
+}
+
+const BitRows& bitRowsFor(simd::SimdLevel level) {
+    using simd::SimdLevel;
+    auto at = [](SimdLevel l) {
+        return BitRows{simd::pick<ReverseBitBytes>({VSK_SIMD_ENTRY(Avx2, reverseBitBytesAvx2),
+                                                    VSK_SIMD_ENTRY(Ssse3, reverseBitBytesSsse3),
+                                                    {SimdLevel::Scalar, reverseBitBytes}},
+                                                   l)};
+    };
+    static const BitRows tables[] = {at(SimdLevel::Scalar), at(SimdLevel::Sse2),
+                                     at(SimdLevel::Ssse3), at(SimdLevel::Sse41),
+                                     at(SimdLevel::Avx2)};
+    return tables[static_cast<int>(level)];
+}
+
+const BitRows& bitRows() {
+    static const BitRows& rows = bitRowsFor(simd::simdLevel());
+    return rows;
 }
 
 }  // namespace vsk

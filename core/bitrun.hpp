@@ -22,6 +22,9 @@
 
 #include <cstdint>
 
+#include "bits.hpp"
+#include "simd.hpp"
+
 namespace vsk {
 
 // Copies the run at src/srcBit to dst/dstBit.
@@ -39,5 +42,28 @@ void fillBits(std::uint8_t* dst, std::int64_t bit, std::int64_t count, bool valu
 // Exchanges the contents of two runs of equal length.
 void swapBits(std::uint8_t* a, std::int64_t aBit, std::uint8_t* b, std::int64_t bBit,
               std::int64_t count);
+
+// ---- the row kernels of copyBitsReversed ------------------------------------------
+
+// Writes `count` bytes of reversed bits: dst[j] receives, with its bit order
+// reversed, the 8 source bits that start at bit `shift` (0..7, counted from
+// the most significant bit) of byte last[-j]. Reads last[1 - count] ..
+// last[0], and last[1] only when shift is not 0.
+using ReverseBitBytes = void (*)(const std::uint8_t* last, int shift, std::uint8_t* dst,
+                                 std::int64_t count);
+
+struct BitRows {
+    ReverseBitBytes reverseBytes = nullptr;
+};
+
+// The table of the level the library runs at, and of any level (for the tests).
+const BitRows& bitRows();
+const BitRows& bitRowsFor(simd::SimdLevel level);
+
+// The kernels of the instruction-set files.
+void reverseBitBytesSsse3(const std::uint8_t* last, int shift, std::uint8_t* dst,
+                          std::int64_t count);
+void reverseBitBytesAvx2(const std::uint8_t* last, int shift, std::uint8_t* dst,
+                         std::int64_t count);
 
 }  // namespace vsk

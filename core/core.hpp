@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <initializer_list>
 #include <type_traits>
 
 #include "vsk_internal.h"
@@ -33,26 +34,67 @@ inline std::uint32_t widenToWord(unsigned depth, std::uint32_t value) {
     }
 }
 
-// Calls f(T{}) with T the element type of a valid byte-sized depth
-// (uint8_t, int8_t, uint16_t, int16_t, int32_t); returns false for 1-bit or
-// unknown depths. Operations dispatch once per call through this.
-template <class F>
+// ---- depth dispatch ------------------------------------------------------------
+
+// The element type of 1-bit data: values are single bits, packed most
+// significant bit first (bits.hpp).
+struct Bit {};
+template <class E>
+inline constexpr bool kIsBit = std::is_same_v<E, Bit>;
+
+// The depth code of an element type.
+template <class E>
+inline constexpr unsigned kDepthOf = kIsBit<E>                          ? VSK_1U
+                                     : std::is_same_v<E, std::uint8_t>  ? VSK_8U
+                                     : std::is_same_v<E, std::int8_t>   ? VSK_8S
+                                     : std::is_same_v<E, std::uint16_t> ? VSK_16U
+                                     : std::is_same_v<E, std::int16_t>  ? VSK_16S
+                                     : std::is_same_v<E, std::int32_t>  ? VSK_32S
+                                                                        : 0u;
+
+// The depths an operation serves, as element types.
+template <class... E>
+struct Depths {
+    static_assert(((kDepthOf<E> != 0) && ...), "an element type of a depth");
+};
+using ByteDepths = Depths<std::uint8_t, std::int8_t, std::uint16_t, std::int16_t, std::int32_t>;
+using AllDepths = Depths<Bit, std::uint8_t, std::int8_t, std::uint16_t, std::int16_t, std::int32_t>;
+
+template <class... E, class F>
+bool dispatchIn(Depths<E...>, unsigned depth, F& f) {
+    return ((depth == kDepthOf<E> ? (f(E{}), true) : false) || ...);
+}
+
+// Calls f(E{}) with E the element type of `depth` when the depth is one of
+// Set (by default the byte-sized depths: uint8_t, int8_t, uint16_t, int16_t,
+// int32_t; Bit stands for 1-bit data); returns false for any other depth.
+// Operations dispatch once per call through this.
+template <class Set = ByteDepths, class F>
 bool dispatchDepth(unsigned depth, F&& f) {
-    switch (depth) {
-        case VSK_8U: f(std::uint8_t{}); return true;
-        case VSK_8S: f(std::int8_t{}); return true;
-        case VSK_16U: f(std::uint16_t{}); return true;
-        case VSK_16S: f(std::int16_t{}); return true;
-        case VSK_32S: f(std::int32_t{}); return true;
-        default: return false;
-    }
+    return dispatchIn(Set{}, depth, f);
 }
 
 // ---- row layout ------------------------------------------------------------
 
+// The row-stride rule: a row of `bits` bits takes whole units of `unit` bits
+// (8 x the alignment in bytes). The library computes it in 64 bits, and in
+// wrapping unsigned 32 bits for the header's own widthStep field.
+template <class I>
+constexpr I roundUpToUnit(I bits, I unit) {
+    return (bits + unit - 1) & ~(unit - 1);
+}
+// Bytes of a row of `bits` bits padded to `align` bytes.
+inline std::int64_t strideOfBits(std::int64_t bits, int align) {
+    return roundUpToUnit<std::int64_t>(bits, 8 * std::int64_t{align}) >> 3;
+}
+
 // Bytes of one row of `width` pixels rounded up to the alignment (4, else 8),
 // computed in 64 bits. Plane order counts one channel per row.
-std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, int width);
+inline std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, int width) {
+    std::int64_t bits = std::int64_t{depthBits(depth)} * width;
+    if (dataOrder != VSK_DATA_ORDER_PLANE) bits *= nChannels;
+    return strideOfBits(bits, align == 4 ? 4 : 8);
+}
 
 // Row stride of an image's own buffer, recomputed from its fields.
 inline std::int64_t imageStride(const VskImage* image) {
@@ -66,13 +108,17 @@ inline std::int64_t tileStride(const VskImage* image) {
 inline int planeCount(const VskImage* image) {
     return image->dataOrder == VSK_DATA_ORDER_PLANE ? image->nChannels : 1;
 }
+// Values from one pixel to the next within a row: nChannels in pixel order,
+// 1 in plane order.
+inline int pixelPitch(const VskImage* image) {
+    return image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels;
+}
 
-// Rows of a buffered image, from its first, that lie wholly inside its buffer
-// in planes 0 to lastPlane: all of them unless the header no longer matches
-// its buffer (fields changed after allocation, or a size that wrapped).
-int rowsInBuffer(const VskImage* image, int lastPlane);
+// ---- the two clip rules and the channels to process ----------------------------
 
-// ---- the clipped ROI rectangle ---------------------------------------------
+// The full clip: the ROI (or the whole image) clipped to the image on every
+// side; a ROI wholly outside gives an empty rectangle. Copy, fill and the
+// sample-by-sample operations process this rectangle.
 
 struct RoiRect {
     char* start = nullptr;  // first value of the rectangle (row start for 1-bit data)
@@ -85,6 +131,24 @@ struct RoiRect {
     int coi = 0;            // channel of interest, 0 = all
 };
 RoiRect roiRect(const VskImage* image);
+
+// The right/bottom cut: the ROI's offsets as they are, its size cut where it
+// runs past the image's right and bottom edges (the whole image without
+// ROI). Zoom, mirror, blur and decimate process this rectangle; its size is
+// 0 or negative when the ROI starts past an edge.
+struct Rect {
+    int x = 0, y = 0, cols = 0, rows = 0;
+};
+Rect roiCut(const VskImage* image);
+
+// Channels to process: 1 with a channel of interest, else all; and the
+// first of them (0-based).
+inline int channelCount(const VskImage* image) {
+    return image->roi && image->roi->coi != 0 ? 1 : image->nChannels;
+}
+inline int firstChannel(const VskImage* image) {
+    return image->roi && image->roi->coi > 0 ? image->roi->coi - 1 : 0;
+}
 
 // The ROI's size, or the image's own without ROI (unclipped).
 inline int roiHeight(const VskImage* image) { return image->roi ? image->roi->height : image->height; }
@@ -105,6 +169,25 @@ struct Site {
 inline void report(const Site& site, int line, const char* text, int status = VSK_STATUS_BAD_ARG) {
     vskReportError(status, site.func, text, site.file, line);
 }
+
+// One argument check of an operation: reported with `text` at `line` when
+// `condition` holds. An operation lists its checks as rows in the order it
+// runs them. Conditions are evaluated when the list is built, so a condition
+// that needs an earlier check to pass guards itself or starts a list of its
+// own.
+struct Check {
+    bool condition;
+    int line;
+    const char* text;
+};
+
+// Reports the first check whose condition holds (status -5) and returns
+// true; false when none holds.
+bool reportFirst(const Site& site, std::initializer_list<Check> checks);
+
+// Reports every check whose condition holds, in order; true if any did. For
+// the operations that report several faults before testing the status.
+bool reportAll(const Site& site, std::initializer_list<Check> checks);
 
 // Header reporting by mask: if the header is bad, reports the concatenated
 // header messages with status -5 and returns true.

@@ -1,4 +1,6 @@
-// Process-wide error status, mode and handler, and the default message box.
+// The error status (one per thread), the error mode and handler (one per
+// process, set atomically), and the default message box.
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,10 +10,12 @@
 
 namespace {
 
-int g_status = VSK_STATUS_OK;
-int g_mode = VSK_ErrorModeLeaf;
-VskErrorCallback g_handler = vskShowErrorBox;
-char g_unknownText[64];
+// Each thread reads the status its own calls left; a new thread starts at 0.
+thread_local int t_status = VSK_STATUS_OK;
+std::atomic<int> g_mode{VSK_ErrorModeLeaf};
+std::atomic<VskErrorCallback> g_handler{vskShowErrorBox};
+// The text of an unknown code, kept until the thread's next such call.
+thread_local char t_unknownText[64];
 
 const char* const kStatusTexts[] = {
     "No Error",                      //  0
@@ -33,37 +37,36 @@ std::size_t lengthOf(const char* s) { return s ? std::strlen(s) : 0; }
 
 extern "C" {
 
-VSK_API int VSK_CALL tvskGetErrStatus(void) { return g_status; }
+VSK_API int VSK_CALL tvskGetErrStatus(void) { return t_status; }
 
 int VSK_CALL vskReportError(int status, const char* funcName, const char* context,
                             const char* file, int line) {
     // The two trace codes pass through without disturbing the recorded status.
-    if (status != VSK_STATUS_BACKTRACE && status != VSK_STATUS_AUTOTRACE) g_status = status;
+    if (status != VSK_STATUS_BACKTRACE && status != VSK_STATUS_AUTOTRACE) t_status = status;
     if (status == VSK_STATUS_OK) return 0;
-    return g_handler(status, funcName, context, file, line);
+    return g_handler.load()(status, funcName, context, file, line);
 }
 
-void VSK_CALL vskSetErrStatus(int status) { g_status = status; }
-int* VSK_CALL vskErrStatusAddress(void) { return &g_status; }
-int VSK_CALL vskGetErrMode(void) { return g_mode; }
-void VSK_CALL vskSetErrMode(int mode) { g_mode = mode; }
+void VSK_CALL vskSetErrStatus(int status) { t_status = status; }
+int* VSK_CALL vskErrStatusAddress(void) { return &t_status; }
+int VSK_CALL vskGetErrMode(void) { return g_mode.load(); }
+void VSK_CALL vskSetErrMode(int mode) { g_mode.store(mode); }
 
 VskErrorCallback VSK_CALL vskSetErrorHandler(VskErrorCallback handler) {
-    VskErrorCallback previous = g_handler;
-    g_handler = handler ? handler : vskShowErrorBox;
-    return previous;
+    return g_handler.exchange(handler ? handler : vskShowErrorBox);
 }
 
 const char* VSK_CALL vskErrorText(int status) {
     if (status <= 0 && status >= VSK_STATUS_AUTOTRACE) return kStatusTexts[-status];
-    std::snprintf(g_unknownText, sizeof g_unknownText, "Unknown %s code %d",
+    std::snprintf(t_unknownText, sizeof t_unknownText, "Unknown %s code %d",
                   status < 0 ? "error" : "status", status);
-    return g_unknownText;
+    return t_unknownText;
 }
 
 int VSK_CALL vskShowErrorBox(int status, const char* funcName, const char* context,
                              const char* file, int line) {
-    if (g_mode == VSK_ErrorModeSilent) return status;
+    const int mode = g_mode.load();  // one mode for the whole report
+    if (mode == VSK_ErrorModeSilent) return status;
 
     if (!funcName) funcName = "<unknown>";
     if (!context) context = "";
@@ -71,9 +74,9 @@ int VSK_CALL vskShowErrorBox(int status, const char* funcName, const char* conte
     if (line < 0) line = 0;
 
     const char* suffix = "";
-    if (g_mode == VSK_ErrorModeLeaf)
+    if (mode == VSK_ErrorModeLeaf)
         suffix = "\n\nErrMode=VSK_ErrorModeLeaf\n\nTerminate the application?";
-    else if (g_mode == VSK_ErrorModeParent)
+    else if (mode == VSK_ErrorModeParent)
         suffix = "\n\nErrMode=VSK_ErrorModeParent\n\nContinue?";
 
     const char* fmt = "in function [%s:%d]:%s():\n%s%s";
@@ -92,15 +95,15 @@ int VSK_CALL vskShowErrorBox(int status, const char* funcName, const char* conte
     vsk::platform::format(message, size, fmt, file, line, funcName, context, suffix);
 
     char caption[100];
-    std::snprintf(caption, sizeof caption, "VSK Library Error: %s", vskErrorText(g_status));
+    std::snprintf(caption, sizeof caption, "VSK Library Error: %s", vskErrorText(t_status));
 
     bool terminate = false;
-    if (g_mode == VSK_ErrorModeParent) {
+    if (mode == VSK_ErrorModeParent) {
         terminate = vsk::platform::messageBox(message, caption,
                                               vsk::platform::kOkCancel |
                                                   vsk::platform::kSystemModal) ==
                     vsk::platform::kIdCancel;
-    } else if (g_mode == VSK_ErrorModeLeaf) {
+    } else if (mode == VSK_ErrorModeLeaf) {
         terminate = vsk::platform::messageBox(
                         message, caption,
                         vsk::platform::kYesNo | vsk::platform::kSystemModal) ==
@@ -122,7 +125,7 @@ int VSK_CALL vskShowErrorBox(int status, const char* funcName, const char* conte
 }
 
 int VSK_CALL vskQuietErrorHandler(int status, const char*, const char*, const char*, int) {
-    if (g_mode == VSK_ErrorModeLeaf) std::exit(1);
+    if (g_mode.load() == VSK_ErrorModeLeaf) std::exit(1);
     return status;
 }
 

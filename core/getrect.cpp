@@ -2,8 +2,8 @@
 // side, into a new buffer; outside pixels follow the image's border modes.
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
+#include "bits.hpp"
 #include "tiles.hpp"
 
 namespace {
@@ -39,13 +39,6 @@ std::int64_t mapIndex(int mode, std::int64_t i, std::int64_t n) {
     }
 }
 
-inline bool getBit(const char* row, std::int64_t x) {
-    return (static_cast<unsigned char>(row[x >> 3]) >> (7 - (x & 7))) & 1;
-}
-inline void setBit(char* row, std::int64_t x) {
-    row[x >> 3] = static_cast<char>(static_cast<unsigned char>(row[x >> 3]) | (0x80u >> (x & 7)));
-}
-
 // Copies `count` pixels of one plane row from the view (image column sx) into
 // the output row at column dx.
 void copyRun(const Layout& L, char* out, std::int64_t dx, const char* in, std::int64_t sx,
@@ -57,8 +50,7 @@ void copyRun(const Layout& L, char* out, std::int64_t dx, const char* in, std::i
         return;
     }
     if (L.bits) {
-        for (std::int64_t k = 0; k < count; ++k)
-            if (getBit(in, sx + k)) setBit(out, dx + k);
+        for (std::int64_t k = 0; k < count; ++k) vsk::putBit(out, dx + k, vsk::getBit(in, sx + k));
         return;
     }
     std::memcpy(out + dx * L.pixelBytes, in + sx * L.pixelBytes,
@@ -70,8 +62,7 @@ void fillRun(const Layout& L, char* out, std::int64_t dx, std::int64_t count,
              std::uint32_t pattern) {
     if (count <= 0) return;
     if (L.bits) {
-        if (pattern)
-            for (std::int64_t k = 0; k < count; ++k) setBit(out, dx + k);
+        for (std::int64_t k = 0; k < count; ++k) vsk::putBit(out, dx + k, pattern != 0);
         return;
     }
     char* p = out + dx * L.pixelBytes;
@@ -136,51 +127,6 @@ void fillFromView(const VskImage* image, const Layout& L, const View& v, char* b
     }
 }
 
-// Takes the tiles over the image rectangle [bx0, bx1) x [by0, by1) tile row by
-// tile row (left to right, released in reverse order) and copies it into
-// `out` (stride, plane stride). False if a tile is refused.
-bool gatherTiles(const VskImage* image, const Layout& L, std::int64_t bx0, std::int64_t by0,
-                 std::int64_t bx1, std::int64_t by1, char* out, std::int64_t stride,
-                 std::int64_t planeStride) {
-    const int tw = image->tileInfo->width, th = image->tileInfo->height;
-    const std::int64_t tStride = vsk::tileStride(image);
-    // A tile whose size overflows 64 bits cannot be in memory: refused unasked.
-    if (tStride > INT64_MAX / th / L.planes) return false;
-    const std::int64_t tPlane = tStride * th;
-    const std::int64_t c0 = bx0 / tw, c1 = (bx1 - 1) / tw;
-    std::vector<void*> held;
-    held.reserve(static_cast<std::size_t>(c1 - c0 + 1));
-    auto releaseHeld = [&](std::int64_t tileRow) {
-        for (std::size_t k = held.size(); k-- > 0;)
-            vsk::releaseTile(image, static_cast<int>(c0 + static_cast<std::int64_t>(k)),
-                             static_cast<int>(tileRow), held[k]);
-        held.clear();
-    };
-    for (std::int64_t tr = by0 / th; tr <= (by1 - 1) / th; ++tr) {
-        for (std::int64_t tc = c0; tc <= c1; ++tc) {
-            void* data = vsk::acquireTile(image, static_cast<int>(tc), static_cast<int>(tr),
-                                          VSK_TILE_READ);
-            if (!data) {
-                // Tiles already taken from this row are given back before failing.
-                releaseHeld(tr);
-                return false;
-            }
-            held.push_back(data);
-        }
-        const std::int64_t r0 = std::max(by0, tr * th), r1 = std::min(by1, (tr + 1) * th);
-        for (std::int64_t tc = c0; tc <= c1; ++tc) {
-            const char* tile = static_cast<const char*>(held[static_cast<std::size_t>(tc - c0)]);
-            const std::int64_t x0 = std::max(bx0, tc * tw), x1 = std::min(bx1, (tc + 1) * tw);
-            for (int p = 0; p < L.planes; ++p)
-                for (std::int64_t r = r0; r < r1; ++r)
-                    copyRun(L, out + p * planeStride + (r - by0) * stride, x0 - bx0,
-                            tile + p * tPlane + (r - tr * th) * tStride, x0 - tc * tw, x1 - x0);
-        }
-        releaseHeld(tr);
-    }
-    return true;
-}
-
 // The image rows or columns that the rectangle's pixels are read from, as a
 // range [lo, hi); empty when every pixel is a constant.
 struct Need {
@@ -207,29 +153,56 @@ struct Need {
     bool empty() const { return lo >= hi; }
 };
 
-}  // namespace
-
-extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int width, int height,
-                                     int* widthStep) {
-    if (!image) return nullptr;
-    if (image->dataOrder != 0 && image->dataOrder != 1) return nullptr;
-    if (!vsk::isValidDepth(image->depth)) return nullptr;
-    if (image->align != 4 && image->align != 8) return nullptr;
+// What the fetch refuses, returning null without a report.
+bool fetchable(const VskImage* image, int width, int height) {
+    if (!image) return false;
+    if (image->dataOrder != 0 && image->dataOrder != 1) return false;
+    if (!vsk::isValidDepth(image->depth)) return false;
+    if (image->align != 4 && image->align != 8) return false;
     // Geometry that cannot be read safely is refused like a failed allocation.
     if (width < 0 || height < 0 || image->width <= 0 || image->height <= 0 ||
         image->nChannels <= 0 || (image->depth == VSK_1U && image->nChannels != 1))
-        return nullptr;
+        return false;
     const bool tiled = image->tileInfo != nullptr;
-    if (tiled == (image->imageData != nullptr)) return nullptr;
+    if (tiled == (image->imageData != nullptr)) return false;
     if (tiled && (!image->tileInfo->callBack || image->tileInfo->width <= 0 ||
                   image->tileInfo->height <= 0))
-        return nullptr;
+        return false;
+    return true;
+}
 
+Layout layoutOf(const VskImage* image) {
     Layout L;
     L.planes = vsk::planeCount(image);
     L.bits = image->depth == VSK_1U;
     L.pixelBytes = vsk::depthBytes(image->depth) *
                    (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
+    return L;
+}
+
+View viewOf(const VskImage* image) {
+    View v;
+    v.base = image->imageData;
+    v.stride = vsk::imageStride(image);
+    v.planeStride = v.stride * image->height;
+    v.limit = image->dataSize;
+    return v;
+}
+
+}  // namespace
+
+bool vsk::fetchRectInto(const VskImage* image, int x, int y, int width, int height, char* buffer,
+                        std::int64_t stride) {
+    if (!fetchable(image, width, height) || image->tileInfo) return false;
+    fillFromView(image, layoutOf(image), viewOf(image), buffer, stride, x, y, width, height);
+    return true;
+}
+
+extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int width, int height,
+                                     int* widthStep) {
+    if (!fetchable(image, width, height)) return nullptr;
+    const bool tiled = image->tileInfo != nullptr;
+    const Layout L = layoutOf(image);
     const std::int64_t stride =
         vsk::rowBytes(image->dataOrder, image->depth, image->align, image->nChannels, width);
     const std::int64_t size = stride * height * L.planes;
@@ -250,19 +223,16 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
 
     const std::int64_t W = image->width, H = image->height;
     const std::int64_t X = x, Y = y, X1 = X + width, Y1 = Y + height;
-    View v;
     if (!tiled) {
-        v.base = image->imageData;
-        v.stride = vsk::imageStride(image);
-        v.planeStride = v.stride * H;
-        v.limit = image->dataSize;
-        fillFromView(image, L, v, buffer, stride, X, Y, width, height);
+        fillFromView(image, L, viewOf(image), buffer, stride, X, Y, width, height);
         return buffer;
     }
+    View v;
 
     if (X >= 0 && Y >= 0 && X1 <= W && Y1 <= H) {
         // All inside: the tiles are copied straight into the result.
-        if (!gatherTiles(image, L, X, Y, X1, Y1, buffer, stride, stride * height)) {
+        if (!vsk::gatherTiles(image, X, Y, X1, Y1, {buffer, stride, stride * height},
+                              VSK_TILE_READ, vsk::TileHold::Row)) {
             vskFreeAligned(buffer);
             return nullptr;
         }
@@ -312,8 +282,9 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
         return nullptr;
     }
     if (L.bits) std::memset(box, 0, static_cast<std::size_t>(boxSize));
-    if (!gatherTiles(image, L, cols.lo, rows.lo, cols.hi, rows.hi, box, boxStride,
-                     boxStride * (rows.hi - rows.lo))) {
+    if (!vsk::gatherTiles(image, cols.lo, rows.lo, cols.hi, rows.hi,
+                          {box, boxStride, boxStride * (rows.hi - rows.lo)}, VSK_TILE_READ,
+                          vsk::TileHold::Row)) {
         vskFreeAligned(box);
         vskFreeAligned(buffer);
         return nullptr;

@@ -70,8 +70,8 @@ int wrapWidthStep(int dataOrder, unsigned depth, int align, int nChannels, int w
     std::uint32_t unit = 8u * static_cast<std::uint32_t>(align);
     std::uint32_t n = bits * static_cast<std::uint32_t>(width);
     if (dataOrder != VSK_DATA_ORDER_PLANE) n *= static_cast<std::uint32_t>(nChannels);
-    std::uint32_t rounded = (n + unit - 1u) & ~(unit - 1u);
-    return static_cast<std::int32_t>(rounded) >> 3;
+    // The shift is arithmetic on the signed 32-bit result.
+    return static_cast<std::int32_t>(vsk::roundUpToUnit(n, unit)) >> 3;
 }
 
 int wrapDataSize(int dataOrder, int widthStep, int height, int nChannels) {
@@ -91,26 +91,6 @@ void copyName(char out[4], const char* in) {
 }  // namespace
 
 namespace vsk {
-
-std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, int width) {
-    std::int64_t values = width;
-    if (dataOrder != VSK_DATA_ORDER_PLANE) values *= nChannels;
-    const int bytes = depthBytes(depth);
-    std::int64_t n = bytes == 0 ? (values + 7) / 8 : values * bytes;
-    const std::int64_t a = align == 4 ? 4 : 8;
-    return (n + a - 1) / a * a;
-}
-
-int rowsInBuffer(const VskImage* image, int lastPlane) {
-    const std::int64_t stride = imageStride(image);
-    const std::int64_t values = std::int64_t{image->width} *
-                                (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
-    const int bytes = depthBytes(image->depth);
-    const std::int64_t used = bytes ? values * bytes : (values + 7) / 8;
-    const std::int64_t room = image->dataSize - lastPlane * stride * image->height - used;
-    if (room < 0 || stride <= 0) return 0;
-    return static_cast<int>(std::min<std::int64_t>(image->height, room / stride + 1));
-}
 
 RoiRect roiRect(const VskImage* image) {
     RoiRect r;
@@ -141,7 +121,7 @@ RoiRect roiRect(const VskImage* image) {
     r.x = static_cast<int>(x);
     r.y = static_cast<int>(y);
     r.coi = c;
-    r.channels = c == 0 ? image->nChannels : 1;
+    r.channels = channelCount(image);
     // Sizes beyond any buffer (a tiled image 2^31 - 1 rows high) are capped, not wrapped.
     r.planeSize = static_cast<int>(std::min<std::int64_t>(mulSat(H, step), INT_MAX));
     if (image->imageData) {
@@ -156,6 +136,17 @@ RoiRect roiRect(const VskImage* image) {
         r.start = image->imageData + off;
     }
     return r;
+}
+
+Rect roiCut(const VskImage* image) {
+    const VskROI* roi = image->roi;
+    if (!roi) return {0, 0, image->width, image->height};
+    // Computed in 64 bits: the sizes fit an int whatever the offsets.
+    const auto cut = [](int size, int extent, int offset) {
+        return static_cast<int>(std::min<std::int64_t>(size, std::int64_t{extent} - offset));
+    };
+    return {roi->xOffset, roi->yOffset, cut(roi->width, image->width, roi->xOffset),
+            cut(roi->height, image->height, roi->yOffset)};
 }
 
 }  // namespace vsk

@@ -1,6 +1,7 @@
 #include "platform.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,26 +13,23 @@
 #endif
 
 namespace {
-VskMessageBoxHook g_messageBoxHook = nullptr;
-VskVersionHook g_versionHook = nullptr;
+// Process-wide, set and read atomically.
+std::atomic<VskMessageBoxHook> g_messageBoxHook{nullptr};
+std::atomic<VskVersionHook> g_versionHook{nullptr};
 }  // namespace
 
 extern "C" VskMessageBoxHook VSK_CALL vskSetMessageBoxHook(VskMessageBoxHook hook) {
-    VskMessageBoxHook previous = g_messageBoxHook;
-    g_messageBoxHook = hook;
-    return previous;
+    return g_messageBoxHook.exchange(hook);
 }
 
 extern "C" VskVersionHook VSK_CALL vskSetVersionHook(VskVersionHook hook) {
-    VskVersionHook previous = g_versionHook;
-    g_versionHook = hook;
-    return previous;
+    return g_versionHook.exchange(hook);
 }
 
 namespace vsk::platform {
 
 int messageBox(const char* text, const char* caption, unsigned type) {
-    if (g_messageBoxHook) return g_messageBoxHook(text, caption, type);
+    if (const VskMessageBoxHook hook = g_messageBoxHook.load()) return hook(text, caption, type);
 #if defined(_WIN32)
     return MessageBoxA(nullptr, text, caption, type);
 #else
@@ -42,7 +40,7 @@ int messageBox(const char* text, const char* caption, unsigned type) {
 }
 
 unsigned long getVersion() {
-    if (g_versionHook) return g_versionHook();
+    if (const VskVersionHook hook = g_versionHook.load()) return hook();
 #if defined(_WIN32)
     return GetVersion();
 #else

@@ -1,13 +1,12 @@
-// The tile range, the standard tile walk and the temporary tile header.
+// The tile range, the standard tile walk, and the gather and scatter of
+// tile parts.
 #include "tiles.hpp"
 
 #include <algorithm>
-#include <cstring>
+#include <vector>
 
 namespace vsk {
 
-// Geometry of the part with `index` along one axis: first part from the inner
-// offset, last part up to the rectangle's end, full tiles in between.
 namespace {
 int capInt(std::int64_t v) { return static_cast<int>(std::min<std::int64_t>(v, INT_MAX)); }
 }  // namespace
@@ -31,6 +30,8 @@ TileRange tileRange(int x, int y, int rows, int cols, int tileWidth, int tileHei
     r.oy = y - r.fr * tileHeight;
     r.cols = cols;
     r.rows = rows;
+    r.tw = tileWidth;
+    r.th = tileHeight;
     return r;
 }
 
@@ -55,6 +56,31 @@ bool twoImageTileRange(const VskImage* tiled, const VskImage* a, const VskImage*
     return true;
 }
 
+void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
+                  std::int64_t height) {
+#if defined(__GNUC__)
+    if (!image->imageData || image->tileInfo || image->depth == VSK_1U || x < 0 || y < 0 ||
+        width <= 0 || height <= 0)
+        return;
+    const std::int64_t stride = imageStride(image);
+    const std::int64_t pixel = std::int64_t{pixelPitch(image)} * depthBytes(image->depth);
+    const std::int64_t plane = stride * image->height;
+    const std::int64_t bytes = width * pixel, size = image->dataSize;
+    for (int p = 0; p < planeCount(image); ++p)
+        for (std::int64_t r = 0; r < height; ++r) {
+            const std::int64_t start = p * plane + (y + r) * stride + x * pixel;
+            if (start + bytes > size) return;
+            // One request per cache line, into the outer caches: the rows of
+            // a tile column fall into few sets of the innermost one.
+            for (std::int64_t o = 0; o < bytes; o += 64)
+                __builtin_prefetch(image->imageData + start + o, 0, 1);
+            __builtin_prefetch(image->imageData + start + bytes - 1, 0, 1);
+        }
+#else
+    (void)image, (void)x, (void)y, (void)width, (void)height;
+#endif
+}
+
 void* acquireTile(const VskImage* image, int col, int row, int mode) {
     VskTileInfo* info = image->tileInfo;
     info->tileData = nullptr;
@@ -67,29 +93,9 @@ void releaseTile(const VskImage* image, int col, int row, void* data) {
     image->tileInfo->callBack(image, col, row, VSK_TILE_RELEASE);
 }
 
-TileHeader::TileHeader(const VskImage* tiled, void* data, int coi, int x, int y, int height,
-                       int width) {
-    std::memcpy(&header, tiled, sizeof header);
-    const VskTileInfo* info = tiled->tileInfo;
-    header.height = info->height;
-    header.width = info->width;
-    header.imageData = static_cast<char*>(data);
-    header.tileInfo = nullptr;
-    // Stride and size describe the tile itself, so that the header passes
-    // validation whatever the tiled header carried in these fields.
-    const std::int64_t step = tileStride(tiled);
-    header.widthStep = static_cast<int>(step);
-    header.dataSize = static_cast<int>(step * info->height * planeCount(tiled));
-    header.dataBlock = nullptr;
-    header.maskImage = nullptr;
-    roi = {coi, x, y, height, width};
-    header.roi = &roi;
-}
-
 bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
                TileVisitor visit, void* context) {
     VskImage* tiled = walk.tiled;
-    const int tw = tiled->tileInfo->width, th = tiled->tileInfo->height;
 
     int i0 = 0, i1 = range.nr, j0 = 0, j1 = range.nc;
     if (dstTile) {
@@ -114,15 +120,16 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
     RoiSwap swap(walk.partner, walk.partner ? &partnerRoi : nullptr);
     const int coi = roiCoi(tiled);
 
+    ImageView tile;
     for (int i = i0; i < i1; ++i) {
-        const Span rs = partSpan(i, range.nr, range.oy, th, range.rows);
+        const Span rs = range.rowSpan(i);
         for (int j = j0; j < j1; ++j) {
-            const Span cs = partSpan(j, range.nc, range.ox, tw, range.cols);
+            const Span cs = range.colSpan(j);
             TilePart part;
             part.col = range.fc + j;
             part.row = range.fr + i;
-            part.x = cs.start;
-            part.y = rs.start;
+            part.x = cs.inTile;
+            part.y = rs.inTile;
             part.width = cs.size;
             part.height = rs.size;
             part.offX = cs.offset;
@@ -133,15 +140,99 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
                 report(walk.site, walk.failLine, walk.failText, VSK_STATUS_UNKNOWN);
                 return false;
             }
-            TileHeader tile(tiled, data, coi, part.x, part.y, part.height, part.width);
+            tile.overTile(tiled, data).roi(coi, part.x, part.y, part.height, part.width);
             // Offsets past INT_MAX lie outside the partner anyway: capped, they select nothing.
             partnerRoi = {partnerCoi, capInt(std::int64_t{partnerX} + part.offX),
                           capInt(std::int64_t{partnerY} + part.offY), part.height, part.width};
-            if (!visit(context, &tile.header, part)) return false;
+            if (walk.partner && j + 1 < j1) {
+                // The partner's part beside this one comes next.
+                const Span next = range.colSpan(j + 1);
+                prefetchRect(walk.partner, std::int64_t{partnerX} + next.offset,
+                             std::int64_t{partnerY} + part.offY, next.size, part.height);
+            }
+            if (!visit(context, tile.get(), part)) return false;
             releaseTile(tiled, part.col, part.row, data);
         }
     }
     return true;
+}
+
+bool forEachTilePiece(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                      std::int64_t y1, int mode, TileHold hold, bool skipRefused,
+                      PieceVisitor visit, void* context) {
+    if (x0 >= x1 || y0 >= y1) return true;
+    const std::int64_t tw = image->tileInfo->width, th = image->tileInfo->height;
+    // A tile whose size overflows 64 bits cannot be in memory: refused unasked.
+    if (tileStride(image) > INT64_MAX / th / std::max(planeCount(image), 1)) return false;
+    const std::int64_t c0 = x0 / tw, c1 = (x1 - 1) / tw;
+    // The tiles of the current tile row held at once (one, or the whole row).
+    std::vector<void*> held;
+    auto giveBack = [&](std::int64_t tr) {
+        for (std::size_t k = held.size(); k-- > 0;)
+            if (held[k])
+                releaseTile(image, static_cast<int>(c0 + static_cast<std::int64_t>(k)),
+                            static_cast<int>(tr), held[k]);
+        held.clear();
+    };
+    auto piece = [&](std::int64_t tc, std::int64_t tr, void* data) {
+        TilePiece p;
+        p.col = static_cast<int>(tc);
+        p.row = static_cast<int>(tr);
+        p.tile = tilePixels(image, data);
+        p.x = std::max(x0, tc * tw);
+        p.y = std::max(y0, tr * th);
+        p.width = std::min(x1, (tc + 1) * tw) - p.x;
+        p.height = std::min(y1, (tr + 1) * th) - p.y;
+        p.tileX = p.x - tc * tw;
+        p.tileY = p.y - tr * th;
+        visit(context, p);
+    };
+    bool all = true;
+    for (std::int64_t tr = y0 / th; tr <= (y1 - 1) / th; ++tr) {
+        if (hold == TileHold::Row) {
+            for (std::int64_t tc = c0; tc <= c1; ++tc) {
+                void* data = acquireTile(image, static_cast<int>(tc), static_cast<int>(tr), mode);
+                if (!data && !skipRefused) {
+                    giveBack(tr);
+                    return false;
+                }
+                all = all && data;
+                held.push_back(data);
+            }
+            for (std::int64_t tc = c0; tc <= c1; ++tc)
+                if (void* data = held[static_cast<std::size_t>(tc - c0)]) piece(tc, tr, data);
+            giveBack(tr);
+            continue;
+        }
+        for (std::int64_t tc = c0; tc <= c1; ++tc) {
+            void* data = acquireTile(image, static_cast<int>(tc), static_cast<int>(tr), mode);
+            if (!data) {
+                if (!skipRefused) return false;
+                all = false;
+                continue;
+            }
+            piece(tc, tr, data);
+            releaseTile(image, static_cast<int>(tc), static_cast<int>(tr), data);
+        }
+    }
+    return all;
+}
+
+bool gatherTiles(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                 std::int64_t y1, const Pixels& out, int mode, TileHold hold) {
+    return forEachTilePiece(image, x0, y0, x1, y1, mode, hold, false, [&](const TilePiece& p) {
+        copyPixels(image, p.tile, p.tileX, p.tileY, out, p.x - x0, p.y - y0, p.width, p.height,
+                   planeCount(image));
+    });
+}
+
+bool scatterTiles(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                  std::int64_t y1, const Pixels& in) {
+    return forEachTilePiece(image, x0, y0, x1, y1, VSK_TILE_WRITE, TileHold::Each, true,
+                            [&](const TilePiece& p) {
+                                copyPixels(image, in, p.x - x0, p.y - y0, p.tile, p.tileX,
+                                           p.tileY, p.width, p.height, planeCount(image));
+                            });
 }
 
 }  // namespace vsk

@@ -1,17 +1,40 @@
-// Tiled-image access: the tile range of a rectangle and the standard tile
-// walk, which hands each covered tile to an operation as a small buffered
-// image (a temporary tile header whose ROI selects the part).
+// Tiled-image access: the tile range of a rectangle and the span of each of
+// its parts, the standard tile walk (which hands each covered tile to an
+// operation as a small buffered image whose ROI selects the part), and the
+// gather and scatter that move a rectangle between the tiles and a buffer.
 #pragma once
 
-#include "core.hpp"
+#include <type_traits>
+
+#include "view.hpp"
 
 namespace vsk {
+
+// One part of a walk along one axis: the piece of the rectangle's axis
+// [0, total) inside one tile.
+struct Span {
+    int inTile;  // start inside the tile
+    int size;
+    int offset;  // start from the rectangle's first column or row
+};
+
+// The part `index` of `count` along one axis, the rectangle starting `inner`
+// pixels into its first tile: the first part from the inner offset, the last
+// up to the rectangle's end, whole tiles in between. An index outside
+// [0, count) (the destination-tile quirk of the standard walk) gets a whole
+// tile at the offset the part before it would give.
+Span partSpan(int index, int count, int inner, int tile, int total);
 
 struct TileRange {
     int fc = 0, fr = 0;  // first tile column and row
     int nc = 0, nr = 0;  // tile columns and rows covered
     int ox = 0, oy = 0;  // offset of the rectangle inside the first tile
     int cols = 0, rows = 0;
+    int tw = 1, th = 1;  // tile size
+
+    // The parts of tile column j and tile row i (0-based within the range).
+    Span colSpan(int j) const { return partSpan(j, nc, ox, tw, cols); }
+    Span rowSpan(int i) const { return partSpan(i, nr, oy, th, rows); }
 };
 
 // The tiles that a rectangle of rows x cols at (x, y) covers.
@@ -25,14 +48,6 @@ bool oneImageTileRange(const VskImage* image, TileRange* range);
 // two images' ROI sizes (unclipped). False when there is nothing to do.
 bool twoImageTileRange(const VskImage* tiled, const VskImage* a, const VskImage* b,
                        TileRange* range);
-
-// One part of a walk along one axis: its start inside the tile, its size,
-// and its offset from the rectangle's start, for the part `index` of `count`
-// with the rectangle starting `inner` pixels into its first tile.
-struct Span {
-    int start, size, offset;
-};
-Span partSpan(int index, int count, int inner, int tile, int total);
 
 // One part of a walk: the piece of the rectangle inside one tile.
 struct TilePart {
@@ -81,13 +96,12 @@ void* acquireTile(const VskImage* image, int col, int row, int mode);
 // Gives a tile back (mode 4), storing its data pointer in tileData first.
 void releaseTile(const VskImage* image, int col, int row, void* data);
 
-// A temporary header describing one tile of a tiled image as a buffered image
-// of the tile's size, with its own ROI.
-struct TileHeader {
-    VskImage header;
-    VskROI roi;
-    TileHeader(const VskImage* tiled, void* data, int coi, int x, int y, int height, int width);
-};
+// Asks the caches for the pixels of a rectangle of a buffered image (every
+// plane in plane order) that a walk will visit next: a walk over small tiles
+// reads a few bytes from each of many rows, which the processor does not
+// foresee. Changes nothing; parts outside the buffer are left out.
+void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
+                  std::int64_t height);
 
 // Replaces an image's ROI pointer for a scope and puts the caller's back.
 class RoiSwap {
@@ -105,5 +119,55 @@ private:
     VskImage* image_;
     VskROI* saved_;
 };
+
+// ---- gathering tile parts -------------------------------------------------------
+
+// One tile's share of an image rectangle.
+struct TilePiece {
+    int col = 0, row = 0;  // the tile
+    Pixels tile;           // its data
+    std::int64_t x = 0, y = 0;          // the share's first pixel, in image coordinates
+    std::int64_t width = 0, height = 0;
+    std::int64_t tileX = 0, tileY = 0;  // the same pixel inside the tile
+};
+
+// How tiles are held while their parts are moved.
+enum class TileHold {
+    Each,  // each tile given back as soon as its part is moved
+    Row,   // a tile row taken left to right, its parts moved, then given back right to left
+};
+
+// Called for every piece; the tile is held meanwhile.
+using PieceVisitor = void (*)(void* context, const TilePiece& piece);
+
+// Takes the tiles covering the image rectangle [x0, x1) x [y0, y1) row by row,
+// left to right, with `mode`, and hands each piece to `visit`. A refused tile
+// stops the run (the tiles then held are given back, right to left), or is
+// skipped with `skipRefused`. True when every tile was handed out.
+bool forEachTilePiece(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                      std::int64_t y1, int mode, TileHold hold, bool skipRefused,
+                      PieceVisitor visit, void* context);
+
+template <class F>
+bool forEachTilePiece(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                      std::int64_t y1, int mode, TileHold hold, bool skipRefused, F&& visit) {
+    return forEachTilePiece(
+        image, x0, y0, x1, y1, mode, hold, skipRefused,
+        [](void* ctx, const TilePiece& piece) {
+            (*static_cast<std::remove_reference_t<F>*>(ctx))(piece);
+        },
+        &visit);
+}
+
+// The gather: the image rectangle [x0, x1) x [y0, y1) from the tiles into
+// `out`, whose first pixel is image pixel (x0, y0). False when a tile was
+// refused (the run stops there).
+bool gatherTiles(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                 std::int64_t y1, const Pixels& out, int mode, TileHold hold);
+
+// The scatter: `in` back into the tiles (taken for writing, one at a time),
+// refused tiles skipped. False when a tile was refused.
+bool scatterTiles(const VskImage* image, std::int64_t x0, std::int64_t y0, std::int64_t x1,
+                  std::int64_t y1, const Pixels& in);
 
 }  // namespace vsk

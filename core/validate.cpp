@@ -47,7 +47,83 @@ bool isStaticText(const char* text) { return text == kUnknownText || text == kNo
 
 namespace vsk {
 
-static bool failsImageChecksWithTexts(const VskImage* image, const char* name, const Site& site, int line);
+namespace {
+
+// A check of the standard per-image sequence: its text names the image
+// parameter where '@' stands.
+struct NamedCheck {
+    bool condition;
+    const char* text;
+};
+
+// Reports the first named check that holds, the text written for `name`.
+bool reportFirstNamed(const Site& site, int line, const char* name,
+                      std::initializer_list<NamedCheck> checks) {
+    for (const NamedCheck& c : checks) {
+        if (!c.condition) continue;
+        std::string text;
+        for (const char* p = c.text; *p; ++p) {
+            if (*p == '@')
+                text += name;
+            else
+                text += *p;
+        }
+        report(site, line, text.c_str());
+        return true;
+    }
+    return false;
+}
+
+bool failsImageChecksWithTexts(const VskImage* image, const char* name, const Site& site,
+                               int line) {
+    if (reportFirstNamed(site, line, name, {{!image, "@==0"}})) return true;
+    const VskROI* roi = image->roi;
+    const VskTileInfo* tile = image->tileInfo;
+    return reportFirstNamed(
+        site, line, name,
+        {
+            {vskBadImageHeader(image) != 0, "vskBadImageHeader(@) != 0"},
+            {image->width <= 0, "@->width <= 0"},
+            {image->height <= 0, "@->height <= 0"},
+            {image->nChannels <= 0, "@->nChannels <= 0"},
+            {roi && roi->width <= 0, "@->roi->width <= 0"},
+            {roi && roi->height <= 0, "@->roi->height <= 0"},
+            {roi && roi->xOffset < 0, "@->roi->xOffset < 0"},
+            {roi && roi->yOffset < 0, "@->roi->yOffset < 0"},
+            {roi && roi->xOffset >= image->width, "@->roi->xOffset >= @->width"},
+            {roi && roi->yOffset >= image->height, "@->roi->yOffset >= @->height"},
+            {roi && roi->coi < 0, "@->roi->coi < 0"},
+            {roi && roi->coi > image->nChannels, "@->roi->coi > @->nChannels"},
+            {!image->imageData && !tile,
+             "@->imageData == ((void*)(0)) && @->tileInfo == ((void*)(0))"},
+            {image->imageData && tile,
+             "@->imageData != ((void*)(0)) && @->tileInfo != ((void*)(0))"},
+            {tile && !tile->callBack, "@->tileInfo->callBack==0"},
+            {tile && tile->width <= 0, "@->tileInfo->width <= 0"},
+            {tile && tile->height <= 0, "@->tileInfo->height <= 0"},
+        });
+}
+
+}  // namespace
+
+bool reportFirst(const Site& site, std::initializer_list<Check> checks) {
+    for (const Check& c : checks) {
+        if (!c.condition) continue;
+        report(site, c.line, c.text);
+        return true;
+    }
+    return false;
+}
+
+bool reportAll(const Site& site, std::initializer_list<Check> checks) {
+    bool any = false;
+    for (const Check& c : checks) {
+        if (!c.condition) continue;
+        report(site, c.line, c.text);
+        any = true;
+    }
+    return any;
+}
 
 bool reportBadHeader(const VskImage* image, const Site& site, int line) {
     const unsigned mask = vskBadImageHeader(image);
@@ -66,39 +142,6 @@ bool failsImageChecks(const VskImage* image, const char* name, const Site& site,
         report(site, line, "Out of memory", VSK_STATUS_NO_MEMORY);
         return true;
     }
-}
-
-static bool failsImageChecksWithTexts(const VskImage* image, const char* name, const Site& site, int line) {
-    const std::string n = name;
-    auto fail = [&](const std::string& text) {
-        report(site, line, text.c_str());
-        return true;
-    };
-    if (!image) return fail(n + "==0");
-    if (vskBadImageHeader(image) != 0) return fail("vskBadImageHeader(" + n + ") != 0");
-    if (image->width <= 0) return fail(n + "->width <= 0");
-    if (image->height <= 0) return fail(n + "->height <= 0");
-    if (image->nChannels <= 0) return fail(n + "->nChannels <= 0");
-    if (const VskROI* roi = image->roi) {
-        if (roi->width <= 0) return fail(n + "->roi->width <= 0");
-        if (roi->height <= 0) return fail(n + "->roi->height <= 0");
-        if (roi->xOffset < 0) return fail(n + "->roi->xOffset < 0");
-        if (roi->yOffset < 0) return fail(n + "->roi->yOffset < 0");
-        if (roi->xOffset >= image->width) return fail(n + "->roi->xOffset >= " + n + "->width");
-        if (roi->yOffset >= image->height) return fail(n + "->roi->yOffset >= " + n + "->height");
-        if (roi->coi < 0) return fail(n + "->roi->coi < 0");
-        if (roi->coi > image->nChannels) return fail(n + "->roi->coi > " + n + "->nChannels");
-    }
-    if (!image->imageData && !image->tileInfo)
-        return fail(n + "->imageData == ((void*)(0)) && " + n + "->tileInfo == ((void*)(0))");
-    if (image->imageData && image->tileInfo)
-        return fail(n + "->imageData != ((void*)(0)) && " + n + "->tileInfo != ((void*)(0))");
-    if (const VskTileInfo* tile = image->tileInfo) {
-        if (!tile->callBack) return fail(n + "->tileInfo->callBack==0");
-        if (tile->width <= 0) return fail(n + "->tileInfo->width <= 0");
-        if (tile->height <= 0) return fail(n + "->tileInfo->height <= 0");
-    }
-    return false;
 }
 
 }  // namespace vsk
@@ -158,38 +201,37 @@ void VSK_CALL vskCheckCompatible(const VskImage* src, const VskImage* dst, const
                                  const char* file, int line) {
     // Callers have validated both headers; null pointers are never compared.
     if (!src || !dst) return;
-    const vsk::Site site{funcName, file};
-    if (src->depth != dst->depth) vsk::report(site, line, "srcImage->depth != dstImage->depth");
-    if (src->dataOrder != dst->dataOrder)
-        vsk::report(site, line, "srcImage->dataOrder != dstImage->dataOrder");
-    if (src->origin != dst->origin) vsk::report(site, line, "srcImage->origin != dstImage->origin");
+    vsk::reportAll({funcName, file},
+                   {
+                       {src->depth != dst->depth, line, "srcImage->depth != dstImage->depth"},
+                       {src->dataOrder != dst->dataOrder, line,
+                        "srcImage->dataOrder != dstImage->dataOrder"},
+                       {src->origin != dst->origin, line, "srcImage->origin != dstImage->origin"},
+                   });
 }
 
 void VSK_CALL vskCheckImage(const VskImage* image, const char* funcName, const char* file,
                             int line) {
     const vsk::Site site{funcName, file};
-    if (!image) {
-        vsk::report(site, line, "Image == NULL");
-        return;
-    }
-    if (!image->imageData && !image->tileInfo)
-        vsk::report(site, line, "Image->imageData == NULL && Image->tileInfo == NULL");
-    if (image->imageData && image->tileInfo)
-        vsk::report(site, line, "Image->imageData != NULL && Image->tileInfo != NULL");
-    if (image->nChannels < 1) vsk::report(site, line, "Image->nChannels < 1");
-    if (image->height <= 0) vsk::report(site, line, "Image->height <= 0");
-    if (image->width <= 0) vsk::report(site, line, "Image->width <= 0");
-    if (const VskTileInfo* t = image->tileInfo) {
-        if (!t->callBack) vsk::report(site, line, "Image->tileInfo->callBack == NULL");
-        if (t->width <= 0) vsk::report(site, line, "Image->tileInfo->width <= 0");
-        if (t->height <= 0) vsk::report(site, line, "Image->tileInfo->height <= 0");
-    }
-    if (const VskROI* roi = image->roi) {
-        if (roi->coi < 0 || roi->coi > image->nChannels)
-            vsk::report(site, line, "Image->roi->coi < 0 || Image->roi->coi > Image->nChannels");
-        if (roi->height <= 0) vsk::report(site, line, "Image->roi->height <= 0");
-        if (roi->width <= 0) vsk::report(site, line, "Image->roi->width <= 0");
-    }
+    if (vsk::reportFirst(site, {{!image, line, "Image == NULL"}})) return;
+    const VskTileInfo* t = image->tileInfo;
+    const VskROI* roi = image->roi;
+    vsk::reportAll(
+        site,
+        {
+            {!image->imageData && !t, line, "Image->imageData == NULL && Image->tileInfo == NULL"},
+            {image->imageData && t, line, "Image->imageData != NULL && Image->tileInfo != NULL"},
+            {image->nChannels < 1, line, "Image->nChannels < 1"},
+            {image->height <= 0, line, "Image->height <= 0"},
+            {image->width <= 0, line, "Image->width <= 0"},
+            {t && !t->callBack, line, "Image->tileInfo->callBack == NULL"},
+            {t && t->width <= 0, line, "Image->tileInfo->width <= 0"},
+            {t && t->height <= 0, line, "Image->tileInfo->height <= 0"},
+            {roi && (roi->coi < 0 || roi->coi > image->nChannels), line,
+             "Image->roi->coi < 0 || Image->roi->coi > Image->nChannels"},
+            {roi && roi->height <= 0, line, "Image->roi->height <= 0"},
+            {roi && roi->width <= 0, line, "Image->roi->width <= 0"},
+        });
 }
 
 }  // extern "C"

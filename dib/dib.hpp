@@ -14,17 +14,9 @@ struct Pixel {
     std::uint8_t b, g, r, a;
 };
 
-// Bytes in one row of `width` values of `bits` bits, padded to `align` bytes.
-inline std::int64_t rowBytes(std::int64_t width, std::int64_t bits, int align) {
-    const std::int64_t unit = 8 * static_cast<std::int64_t>(align);
-    return ((width * bits + unit - 1) & ~(unit - 1)) / 8;
-}
-
-// An image's row bytes by the same formula (depth times channels in pixel order).
-inline std::int64_t imageRowBytes(const VskImage* image) {
-    std::int64_t bits = depthBits(image->depth);
-    if (image->dataOrder != VSK_DATA_ORDER_PLANE) bits *= image->nChannels;
-    return rowBytes(image->width, bits, image->align);
+// Bytes in one row of `width` pixels of `bits` bits, padded to 4 bytes.
+inline std::int64_t dibRowBytes(std::int64_t width, std::int64_t bits) {
+    return strideOfBits(width * bits, 4);
 }
 
 // Entries of the colour table (or 3 for the bit-field masks).

@@ -5,8 +5,10 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bits.hpp"
 #include "dib.hpp"
 #include "dibpalette.hpp"
+#include "view.hpp"
 
 namespace {
 
@@ -19,26 +21,15 @@ const vsk::Site kTranslate{"vskTranslateDIB", "vskdib"};
 const vsk::Site kConvertFrom{"vskConvertFromDIB", "vskdib"};
 const vsk::Site kConvertTo{"vskConvertToDIB", "vskdib"};
 
-const char kDibNull[] = "(dib == ((void *)0))";
-const char kSizeText[] = "(dib->biSize != sizeof(BITMAPINFOHEADER))";
-const char kPlanesText[] = "(dib->biPlanes != 1)";
-const char kCompressionText[] = "(dib->biCompression != 0) && (dib->biCompression != 3)";
-
-// The three header checks shared by every DIB operation.
+// The three header checks shared by every DIB operation, at three
+// consecutive lines.
 bool badDibHeader(const BITMAPINFOHEADER* dib, const vsk::Site& site, int sizeLine) {
-    if (dib->biSize != sizeof(BITMAPINFOHEADER)) {
-        vsk::report(site, sizeLine, kSizeText);
-        return true;
-    }
-    if (dib->biPlanes != 1) {
-        vsk::report(site, sizeLine + 1, kPlanesText);
-        return true;
-    }
-    if (dib->biCompression != BI_RGB && dib->biCompression != BI_BITFIELDS) {
-        vsk::report(site, sizeLine + 2, kCompressionText);
-        return true;
-    }
-    return false;
+    return vsk::reportFirst(
+        site, {{dib->biSize != sizeof(BITMAPINFOHEADER), sizeLine,
+                "(dib->biSize != sizeof(BITMAPINFOHEADER))"},
+               {dib->biPlanes != 1, sizeLine + 1, "(dib->biPlanes != 1)"},
+               {dib->biCompression != BI_RGB && dib->biCompression != BI_BITFIELDS, sizeLine + 2,
+                "(dib->biCompression != 0) && (dib->biCompression != 3)"}});
 }
 
 // The closing failure: an internal error unless something was reported already.
@@ -50,7 +41,7 @@ std::int64_t absHeight(const BITMAPINFOHEADER* dib) {
     return dib->biHeight < 0 ? -static_cast<std::int64_t>(dib->biHeight) : dib->biHeight;
 }
 
-// ---- rows of a DIB -------------------------------------------------------------
+// ---- rows of a DIB: a reader and a writer per bit count ------------------------
 
 // Reads `n` pixels of one DIB row into working records.
 using DibReader = void (*)(const BITMAPINFOHEADER* dib, const Fields& f, const std::uint8_t* row,
@@ -66,7 +57,7 @@ inline Pixel paletteAt(const BITMAPINFOHEADER* dib, std::uint32_t count, unsigne
 
 void read1(const BITMAPINFOHEADER* dib, const Fields&, const std::uint8_t* row, Pixel* out, int n) {
     const std::uint32_t count = vsk::dib::colorCount(dib);
-    for (int x = 0; x < n; ++x) out[x] = paletteAt(dib, count, (row[x >> 3] >> (7 - (x & 7))) & 1);
+    for (int x = 0; x < n; ++x) out[x] = paletteAt(dib, count, vsk::getBit(row, x));
 }
 void read4(const BITMAPINFOHEADER* dib, const Fields&, const std::uint8_t* row, Pixel* out, int n) {
     const std::uint32_t count = vsk::dib::colorCount(dib);
@@ -108,6 +99,71 @@ DibReader dibReader(int bitCount) {
     }
 }
 
+// Writes `n` working records into one DIB row: palette indexes of the
+// nearest table entries, or masked fields.
+using DibWriter = void (*)(const Fields& f, vsk::dib::NearestIndex& nearest, const Pixel* in,
+                           std::uint8_t* row, int n);
+
+void write1(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) vsk::putBit(row, x, (nearest(in[x]) & 255) != 0);
+}
+void write4(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) {
+        const unsigned nib = nearest(in[x]) & 15;
+        std::uint8_t& b = row[x >> 1];
+        b = static_cast<std::uint8_t>((x & 1) ? (b & 0xF0) | nib : (b & 0x0F) | (nib << 4));
+    }
+}
+void write8(const Fields&, vsk::dib::NearestIndex& nearest, const Pixel* in, std::uint8_t* row,
+            int n) {
+    for (int x = 0; x < n; ++x) row[x] = static_cast<std::uint8_t>(nearest(in[x]));
+}
+void write16(const Fields& f, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    // A field of w bits takes the top w bits of the 8-bit value.
+    auto narrow = [](std::uint8_t v, const Field& field) -> std::uint32_t {
+        const std::uint32_t w = field.width >= 8 ? static_cast<std::uint32_t>(v) << (field.width - 8)
+                                                 : static_cast<std::uint32_t>(v) >> (8 - field.width);
+        return (w << field.shift) & field.mask;
+    };
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t v =
+            narrow(in[x].b, f.blue) | narrow(in[x].g, f.green) | narrow(in[x].r, f.red);
+        row[2 * x] = static_cast<std::uint8_t>(v);
+        row[2 * x + 1] = static_cast<std::uint8_t>(v >> 8);
+    }
+}
+void write24(const Fields&, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    for (int x = 0; x < n; ++x) {
+        row[3 * x] = in[x].b;
+        row[3 * x + 1] = in[x].g;
+        row[3 * x + 2] = in[x].r;
+    }
+}
+void write32(const Fields& f, vsk::dib::NearestIndex&, const Pixel* in, std::uint8_t* row, int n) {
+    auto place = [](std::uint8_t v, const Field& field) -> std::uint32_t {
+        return field.shift >= 32 ? 0 : (static_cast<std::uint32_t>(v) << field.shift) & field.mask;
+    };
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t v = place(in[x].b, f.blue) | place(in[x].g, f.green) |
+                                place(in[x].r, f.red) | place(in[x].a, f.alpha);
+        for (int k = 0; k < 4; ++k) row[4 * x + k] = static_cast<std::uint8_t>(v >> (8 * k));
+    }
+}
+
+DibWriter dibWriter(int bitCount) {
+    switch (bitCount) {
+        case 1: return write1;
+        case 4: return write4;
+        case 8: return write8;
+        case 16: return write16;
+        case 24: return write24;
+        case 32: return write32;
+        default: return nullptr;
+    }
+}
+
 // ---- channel sequences ---------------------------------------------------------
 
 enum class Order { Grey, Bgr, Rgb, Unknown };
@@ -138,11 +194,11 @@ struct ImageRows {
 ImageRows rowsOf(const VskImage* image) {
     ImageRows rows;
     rows.data = reinterpret_cast<std::uint8_t*>(image->imageData);
-    rows.stride = vsk::dib::imageRowBytes(image);
+    rows.stride = vsk::imageStride(image);
     rows.plane = rows.stride * image->height;
     rows.height = image->height;
     rows.origin = image->origin;
-    rows.inside = vsk::rowsInBuffer(image, vsk::planeCount(image) - 1);
+    rows.inside = vsk::rowsInside(image, vsk::planeCount(image) - 1);
     return rows;
 }
 
@@ -200,26 +256,26 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
     const ImageRows rows = rowsOf(image);
     const Steps s = stepsOf(image, rows);
     const std::uint8_t* row = rows.row(pictureRow);
-    const int n = image->width;
-    const int ch = image->nChannels;
-    const bool bits = ch == 1 && image->depth == VSK_1U;
-    if (!bits && ((ch != 1 && ch != 3 && ch != 4) || (image->depth != VSK_8U && image->depth != VSK_16U)))
-        return false;
+    const int n = image->width, ch = image->nChannels;
     // A row past the end of a buffer that no longer matches its header reads as black.
-    if (!rows.holds(pictureRow)) {
-        std::fill(out, out + n, Pixel{0, 0, 0, 0});
-        return true;
-    }
-    if (bits) {
-        for (int x = 0; x < n; ++x) {
-            const std::uint8_t v = (row[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
-            out[x] = Pixel{v, v, v, 0};
+    const bool inside = rows.holds(pictureRow);
+    bool read = false;
+    vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(image->depth, [&](auto t) {
+        using T = decltype(t);
+        if (vsk::kIsBit<T> ? ch != 1 : ch != 1 && ch != 3 && ch != 4) return;
+        read = true;
+        if (!inside) {
+            std::fill(out, out + n, Pixel{0, 0, 0, 0});
+        } else if constexpr (vsk::kIsBit<T>) {
+            for (int x = 0; x < n; ++x) {
+                const std::uint8_t v = vsk::getBit(row, x) ? 255 : 0;
+                out[x] = Pixel{v, v, v, 0};
+            }
+        } else {
+            readChannels<T>(row, s, ch, out, n);
         }
-        return true;
-    }
-    if (image->depth == VSK_8U) readChannels<std::uint8_t>(row, s, ch, out, n);
-    else readChannels<std::uint16_t>(row, s, ch, out, n);
-    return true;
+    });
+    return read;
 }
 
 }  // namespace vsk::dib
@@ -227,15 +283,10 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
 extern "C" {
 
 VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cloneData) {
-    if (!dib) {
-        vsk::report(kTranslate, 151, kDibNull);
+    if (vsk::reportFirst(kTranslate, {{!dib, 151, "(dib == ((void *)0))"},
+                                      {!cloneData, 152, "(cloneData == ((void *)0))"}}) ||
+        badDibHeader(dib, kTranslate, 153))
         return nullptr;
-    }
-    if (!cloneData) {
-        vsk::report(kTranslate, 152, "(cloneData == ((void *)0))");
-        return nullptr;
-    }
-    if (badDibHeader(dib, kTranslate, 153)) return nullptr;
 
     struct Layout {
         int nChannels, alpha;
@@ -265,10 +316,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
             case 32: layout = dib->biCompression == BI_RGB ? &rgba : &rgbaMasked; break;
         }
     }
-    if (!layout) {
-        vsk::report(kTranslate, 246, "Bad dib->biBitCount");
-        return nullptr;
-    }
+    if (vsk::reportFirst(kTranslate, {{!layout, 246, "Bad dib->biBitCount"}})) return nullptr;
     *cloneData = layout->flag;
 
     const std::int64_t height = absHeight(dib);
@@ -282,7 +330,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
                                       nullptr);
     if (image && layout->flag) {
         // Wrapped rows must be describable by the 32-bit header fields.
-        const std::int64_t step = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+        const std::int64_t step = vsk::dib::dibRowBytes(dib->biWidth, bits);
         if (step > INT_MAX || step * height > INT_MAX) {
             tvskDeallocate(image, VSK_FREE_HEADER);
             image = nullptr;
@@ -293,7 +341,7 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
         return nullptr;
     }
     if (layout->flag) {
-        image->widthStep = static_cast<int>(vsk::dib::rowBytes(dib->biWidth, bits, 4));
+        image->widthStep = static_cast<int>(vsk::dib::dibRowBytes(dib->biWidth, bits));
         image->dataSize = image->widthStep * image->height;
         image->imageData = reinterpret_cast<char*>(const_cast<BITMAPINFOHEADER*>(dib)) +
                            dib->biSize + 4 * static_cast<std::size_t>(palette ? colorCount(dib) : 0);
@@ -310,17 +358,14 @@ VSK_API VskImage* VSK_CALL tvskTranslateDIB(const BITMAPINFOHEADER* dib, int* cl
 }
 
 VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* image) {
-    if (vsk::reportBadHeader(image, kConvertFrom, 533)) return;
-    if (!dib) {
-        vsk::report(kConvertFrom, 534, "dib==0");
+    if (vsk::reportBadHeader(image, kConvertFrom, 533) ||
+        vsk::reportFirst(kConvertFrom, {{!dib, 534, "dib==0"}}) ||
+        badDibHeader(dib, kConvertFrom, 536))
         return;
-    }
-    if (badDibHeader(dib, kConvertFrom, 536)) return;
     const std::int64_t rows = absHeight(dib);
-    if (image->width < dib->biWidth || image->height < rows) {
-        vsk::report(kConvertFrom, 543, "image size is too small");
+    if (vsk::reportFirst(kConvertFrom, {{image->width < dib->biWidth || image->height < rows, 543,
+                                         "image size is too small"}}))
         return;
-    }
     // A tiled image has no buffer to write into.
     if (!image->imageData) return closingFailure(kConvertFrom, 801);
 
@@ -329,10 +374,9 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     DibReader reader = dibReader(bits);
     if ((bits == 16 || bits == 32) && !vsk::dib::fieldsOf(dib, &fields)) reader = nullptr;
     const Order order = orderOf(image);
-    if (order == Order::Unknown) {
-        vsk::report(kConvertFrom, 629, "image->channelSeq unsupport");
+    if (vsk::reportFirst(kConvertFrom,
+                         {{order == Order::Unknown, 629, "image->channelSeq unsupport"}}))
         return closingFailure(kConvertFrom, 801);
-    }
     const int ch = image->nChannels;
     const unsigned depth = image->depth;
     const bool writable = (ch == 1 && (depth == VSK_1U || depth == VSK_8U || depth == VSK_16U)) ||
@@ -340,7 +384,7 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     if (!reader || !writable) return closingFailure(kConvertFrom, 801);
 
     const int cols = std::max(static_cast<int>(dib->biWidth), 0);
-    const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+    const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);
     const std::uint8_t* first = vsk::dib::pixels(dib);
     const ImageRows out = rowsOf(image);
     const Steps steps = stepsOf(image, out);
@@ -350,56 +394,56 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     } catch (const std::bad_alloc&) {
         return closingFailure(kConvertFrom, 801);
     }
-    for (std::int64_t y = 0; y < rows; ++y) {
-        // Rows past the end of a buffer that no longer matches its header are not written.
-        if (!out.holds(static_cast<int>(y))) continue;
-        // Picture order from the top: a bottom-up DIB starts at its last row.
-        const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
-        reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);
-        for (Pixel& p : line) {
-            if (order == Order::Grey) p.r = static_cast<std::uint8_t>((28 * p.b + 151 * p.g + 77 * p.r) >> 8);
-            else if (order == Order::Rgb) std::swap(p.b, p.r);
-        }
-        std::uint8_t* row = out.row(static_cast<int>(y));
-        if (depth == VSK_1U) {
-            for (int x = 0; x < cols; ++x) {
-                const std::uint8_t bit = static_cast<std::uint8_t>(0x80u >> (x & 7));
-                row[x >> 3] = static_cast<std::uint8_t>(line[x].r > 127 ? row[x >> 3] | bit : row[x >> 3] & ~bit);
+    vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(depth, [&](auto t) {
+        using T = decltype(t);
+        for (std::int64_t y = 0; y < rows; ++y) {
+            // Rows past the end of a buffer that no longer matches its header are not written.
+            if (!out.holds(static_cast<int>(y))) continue;
+            // Picture order from the top: a bottom-up DIB starts at its last row.
+            const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
+            reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);
+            for (Pixel& p : line) {
+                if (order == Order::Grey) p.r = static_cast<std::uint8_t>((28 * p.b + 151 * p.g + 77 * p.r) >> 8);
+                else if (order == Order::Rgb) std::swap(p.b, p.r);
             }
-        } else if (ch == 1) {
-            for (Pixel& p : line) p.b = p.r;  // one channel takes the red position
-            if (depth == VSK_8U) writeChannels<std::uint8_t>(line.data(), row, steps, 1, cols);
-            else writeChannels<std::uint16_t>(line.data(), row, steps, 1, cols);
-        } else if (depth == VSK_8U) {
-            writeChannels<std::uint8_t>(line.data(), row, steps, ch, cols);
-        } else {
-            writeChannels<std::uint16_t>(line.data(), row, steps, ch, cols);
+            std::uint8_t* row = out.row(static_cast<int>(y));
+            if constexpr (vsk::kIsBit<T>) {
+                for (int x = 0; x < cols; ++x) vsk::putBit(row, x, line[x].r > 127);
+            } else {
+                if (ch == 1)
+                    for (Pixel& p : line) p.b = p.r;  // one channel takes the red position
+                writeChannels<T>(line.data(), row, steps, ch, cols);
+            }
         }
-    }
+    });
 }
 
 VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, int dither,
                                        int paletteConversion) {
-    if (vsk::reportBadHeader(image, kConvertTo, 1964)) return;
-    if (!dib) return vsk::report(kConvertTo, 1965, "dib==0");
-    if (image->nChannels <= 0 || image->nChannels > 4)
-        return vsk::report(kConvertTo, 1967, "(image->nChannels <= 0 || image->nChannels > 4)");
-    if (image->depth & 0x80000000u) return vsk::report(kConvertTo, 1969, "(image->depth & 0x80000000)");
-    if (image->alphaChannel != 0 && image->alphaChannel != 4)
-        return vsk::report(kConvertTo, 1970, "(image->alphaChannel != 0 && image->alphaChannel != 4)");
-    if (image->alphaChannel == 0 && image->nChannels != 3 && image->nChannels != 1)
-        return vsk::report(kConvertTo, 1973, "(image->nChannels != 3 && image->nChannels != 1)");
-    if (image->alphaChannel != 0 && image->nChannels != 4)
-        return vsk::report(kConvertTo, 1977, "(image->nChannels != 4)");
-    // Deliberately a signed comparison: a top-down DIB is always refused.
-    if (image->width != dib->biWidth || image->height != dib->biHeight)
-        return vsk::report(kConvertTo, 1979,
-                           "(image->width != dib->biWidth || image->height != dib->biHeight)");
-    if (badDibHeader(dib, kConvertTo, 1982)) return;
-    if (dither != 8 && dither != 1) return vsk::report(kConvertTo, 1987, "(dither != 8 && dither != 1)");
-    if (paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)
-        return vsk::report(kConvertTo, 1989,
-                           "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)");
+    if (vsk::reportBadHeader(image, kConvertTo, 1964) ||
+        vsk::reportFirst(kConvertTo, {{!dib, 1965, "dib==0"}}))
+        return;
+    const int ch = image->nChannels, alpha = image->alphaChannel;
+    // Deliberately a signed comparison of the heights: a top-down DIB is
+    // always refused.
+    if (vsk::reportFirst(
+            kConvertTo,
+            {{ch <= 0 || ch > 4, 1967, "(image->nChannels <= 0 || image->nChannels > 4)"},
+             {(image->depth & 0x80000000u) != 0, 1969, "(image->depth & 0x80000000)"},
+             {alpha != 0 && alpha != 4, 1970,
+              "(image->alphaChannel != 0 && image->alphaChannel != 4)"},
+             {alpha == 0 && ch != 3 && ch != 1, 1973,
+              "(image->nChannels != 3 && image->nChannels != 1)"},
+             {alpha != 0 && ch != 4, 1977, "(image->nChannels != 4)"},
+             {image->width != dib->biWidth || image->height != dib->biHeight, 1979,
+              "(image->width != dib->biWidth || image->height != dib->biHeight)"}}) ||
+        badDibHeader(dib, kConvertTo, 1982) ||
+        vsk::reportFirst(
+            kConvertTo,
+            {{dither != 8 && dither != 1, 1987, "(dither != 8 && dither != 1)"},
+             {paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2, 1989,
+              "(paletteConversion != 0 && paletteConversion != 1 && paletteConversion != 2)"}}))
+        return;
     // Reading needs the image's own buffer.
     if (!image->imageData) return closingFailure(kConvertTo, 2257);
 
@@ -452,17 +496,14 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         return finish(true);
     }
     if (!vsk::dib::readImageRow(source, 0, line.data())) return finish(true);
-    if (order == Order::Unknown) {
-        vsk::report(kConvertTo, 2109, "image->channelSeq unsupport");
+    const DibWriter writer = dibWriter(bits);
+    if (vsk::reportFirst(kConvertTo,
+                         {{order == Order::Unknown, 2109, "image->channelSeq unsupport"},
+                          {!writer, 2176, "dib-<biBitCount is bad"}}))
         return finish(true);
-    }
-    if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32) {
-        vsk::report(kConvertTo, 2176, "dib-<biBitCount is bad");
-        return finish(true);
-    }
 
     vsk::dib::NearestIndex nearest(dib);
-    const std::int64_t dibStride = vsk::dib::rowBytes(dib->biWidth, bits, 4);
+    const std::int64_t dibStride = vsk::dib::dibRowBytes(dib->biWidth, bits);
     std::uint8_t* first = vsk::dib::pixels(dib);
     for (int y = 0; y < rows; ++y) {
         vsk::dib::readImageRow(source, y, line.data());
@@ -472,55 +513,7 @@ VSK_API void VSK_CALL tvskConvertToDIB(VskImage* image, BITMAPINFOHEADER* dib, i
         }
         const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
         std::uint8_t* row = first + memoryRow * dibStride;
-        switch (bits) {
-            case 1:
-                for (int x = 0; x < cols; ++x) {
-                    const std::uint8_t bit = static_cast<std::uint8_t>(0x80u >> (x & 7));
-                    row[x >> 3] = static_cast<std::uint8_t>((nearest(line[x]) & 255) != 0 ? row[x >> 3] | bit
-                                                                                        : row[x >> 3] & ~bit);
-                }
-                break;
-            case 4:
-                for (int x = 0; x < cols; ++x) {
-                    const unsigned nib = nearest(line[x]) & 15;
-                    std::uint8_t& b = row[x >> 1];
-                    b = static_cast<std::uint8_t>((x & 1) ? (b & 0xF0) | nib : (b & 0x0F) | (nib << 4));
-                }
-                break;
-            case 8:
-                for (int x = 0; x < cols; ++x) row[x] = static_cast<std::uint8_t>(nearest(line[x]));
-                break;
-            case 16:
-                for (int x = 0; x < cols; ++x) {
-                    auto narrow = [](std::uint8_t v, const Field& f) -> std::uint32_t {
-                        const std::uint32_t n = f.width >= 8 ? static_cast<std::uint32_t>(v) << (f.width - 8)
-                                                             : static_cast<std::uint32_t>(v) >> (8 - f.width);
-                        return (n << f.shift) & f.mask;
-                    };
-                    const std::uint32_t v = narrow(line[x].b, fields.blue) | narrow(line[x].g, fields.green) |
-                                            narrow(line[x].r, fields.red);
-                    row[2 * x] = static_cast<std::uint8_t>(v);
-                    row[2 * x + 1] = static_cast<std::uint8_t>(v >> 8);
-                }
-                break;
-            case 24:
-                for (int x = 0; x < cols; ++x) {
-                    row[3 * x] = line[x].b;
-                    row[3 * x + 1] = line[x].g;
-                    row[3 * x + 2] = line[x].r;
-                }
-                break;
-            case 32:
-                for (int x = 0; x < cols; ++x) {
-                    auto place = [](std::uint8_t v, const Field& f) -> std::uint32_t {
-                        return f.shift >= 32 ? 0 : (static_cast<std::uint32_t>(v) << f.shift) & f.mask;
-                    };
-                    const std::uint32_t v = place(line[x].b, fields.blue) | place(line[x].g, fields.green) |
-                                            place(line[x].r, fields.red) | place(line[x].a, fields.alpha);
-                    for (int k = 0; k < 4; ++k) row[4 * x + k] = static_cast<std::uint8_t>(v >> (8 * k));
-                }
-                break;
-        }
+        writer(fields, nearest, line.data(), row, cols);
     }
     finish(false);
 }

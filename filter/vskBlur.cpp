@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "boxsum.hpp"
-#include "fetch.hpp"
 #include "tiles.hpp"
 
 namespace {
@@ -13,22 +12,6 @@ namespace {
 using namespace vsk;
 
 const Site kSite{"vskBlur", "vskBlur"};
-
-// An image's part in the call: its rectangle and its channels (0-based).
-struct Region {
-    int x, y, w, h;
-    int first, last;
-};
-
-Region regionOf(const VskImage* image) {
-    if (!image->roi) return {0, 0, image->width, image->height, 0, image->nChannels - 1};
-    const VskROI& roi = *image->roi;
-    Region r{roi.xOffset, roi.yOffset, roi.width, roi.height, 0, image->nChannels - 1};
-    if (std::int64_t{roi.xOffset} + roi.width > image->width) r.w = image->width - roi.xOffset;
-    if (std::int64_t{roi.yOffset} + roi.height > image->height) r.h = image->height - roi.yOffset;
-    if (roi.coi > 0) r.first = r.last = roi.coi - 1;
-    return r;
-}
 
 // What every block of one call shares.
 struct Blur {
@@ -100,15 +83,15 @@ private:
     }
 
     bool write(int i, int j) {
-        const TileSpan c = tileSpan(j, range_.ox, tw(), cols_);
-        const TileSpan r = tileSpan(i, range_.oy, th(), rows_);
+        const Span c = range_.colSpan(j), r = range_.rowSpan(i);
         FetchedImage from;
-        if (!blur_.fetch(from, c.start, r.start, r.size, c.size)) return false;
+        if (!blur_.fetch(from, c.offset, r.offset, r.size, c.size)) return false;
         void* data = acquireTile(blur_.dst, range_.fc + j, range_.fr + i, VSK_TILE_WRITE);
         if (!data) return false;
         slot(i, j) = data;
-        TileHeader tile(blur_.dst, data, roiCoi(blur_.dst), c.inTile, r.inTile, r.size, c.size);
-        blurBlock(&from.header, &tile.header, blur_.box, r.size, c.size);
+        ImageView tile;
+        tile.overTile(blur_.dst, data).roi(roiCoi(blur_.dst), c.inTile, r.inTile, r.size, c.size);
+        blurBlock(from.get(), tile.get(), blur_.box, r.size, c.size);
         return true;
     }
 
@@ -140,16 +123,16 @@ extern "C" {
 
 VSK_API void VSK_CALL tvskBlur(VskImage* srcImage, VskImage* dstImage, int nRows, int nCols,
                                int anchorX, int anchorY, const int* tilePoint) {
-    if (reportBadHeader(srcImage, kSite, 272)) return;
-    if (reportBadHeader(dstImage, kSite, 273)) return;
-    if (srcImage->depth != dstImage->depth)
-        return report(kSite, 274, "(srcImage->depth!=dstImage->depth)");
-    if (srcImage->depth == VSK_1U) return report(kSite, 275, "(srcImage->depth==1)");
-    if (nRows < 0 || nCols < 0) return report(kSite, 276, "(nRows<0||nCols<0)");
-    if (anchorX < 0 || anchorY < 0) return report(kSite, 277, "(anchorX<0||anchorY<0)");
+    if (reportBadHeader(srcImage, kSite, 272) || reportBadHeader(dstImage, kSite, 273) ||
+        reportFirst(kSite, {{srcImage->depth != dstImage->depth, 274,
+                             "(srcImage->depth!=dstImage->depth)"},
+                            {srcImage->depth == VSK_1U, 275, "(srcImage->depth==1)"},
+                            {nRows < 0 || nCols < 0, 276, "(nRows<0||nCols<0)"},
+                            {anchorX < 0 || anchorY < 0, 277, "(anchorX<0||anchorY<0)"}}))
+        return;
 
-    const Region s = regionOf(srcImage), d = regionOf(dstImage);
-    const int cols = std::min(s.w, d.w), rows = std::min(s.h, d.h);
+    const Rect s = roiCut(srcImage), d = roiCut(dstImage);
+    const int cols = std::min(s.cols, d.cols), rows = std::min(s.rows, d.rows);
     // An empty rectangle does nothing, not even a tile request.
     if (rows <= 0 || cols <= 0) return;
 
@@ -157,13 +140,19 @@ VSK_API void VSK_CALL tvskBlur(VskImage* srcImage, VskImage* dstImage, int nRows
     blur.box.nRows = nRows;
     blur.box.nCols = nCols;
     blur.box.reciprocal = static_cast<float>(1.0 / (static_cast<double>(nRows) * nCols));
-    blur.box.first = std::max(s.first, d.first);
-    blur.box.last = std::min(s.last, d.last);
+    // The channels both images process.
+    blur.box.first = std::max(firstChannel(srcImage), firstChannel(dstImage));
+    blur.box.last = std::min(firstChannel(srcImage) + channelCount(srcImage),
+                             firstChannel(dstImage) + channelCount(dstImage)) - 1;
 
     if (!dstImage->tileInfo) {
-        // One block: the whole rectangle at the destination's own offsets.
+        // One block: the whole rectangle at the destination's own offsets. A
+        // buffered source apart from the destination is read a band of rows
+        // at a time.
+        if (readsInStrips(srcImage, dstImage))
+            return blurStrips(srcImage, blur.sx, blur.sy, dstImage, blur.box, rows, cols);
         FetchedImage from;
-        if (blur.fetch(from, 0, 0, rows, cols)) blurBlock(&from.header, dstImage, blur.box, rows, cols);
+        if (blur.fetch(from, 0, 0, rows, cols)) blurBlock(from.get(), dstImage, blur.box, rows, cols);
         return;
     }
     TiledBlur walk(blur, d.x, d.y, rows, cols);

@@ -8,6 +8,42 @@
 #include <vector>
 
 #include "bmpfile.hpp"
+#include "imagefile.hpp"
+
+// Seeds of the image target (image/): small PNG files of every layout the
+// reader takes, indexed PNG files, JPEG files and a BMP. Formats this build
+// lacks are left out.
+void writeImageSeeds(const std::filesystem::path& dir) {
+    std::filesystem::create_directories(dir);
+    const struct {
+        int channels;
+        unsigned depth;
+        const char* seq;
+    } layouts[] = {{1, VSK_1U, "G\0\0\0"}, {1, VSK_8U, "G\0\0\0"}, {1, VSK_16U, "G\0\0\0"}, {2, VSK_8U, "GA\0\0"},
+                   {2, VSK_16U, "GA\0\0"}, {3, VSK_8U, "RGB\0"},    {3, VSK_16U, "RGB\0"}, {4, VSK_8U, "RGBA"},
+                   {4, VSK_16U, "RGBA"}};
+    int n = 0;
+    auto save = [&](VskImage* image, const char* ext, int bits) {
+        vsk::file::SaveOptions options;
+        options.bmp.bitCount = bits;
+        options.quality = 50;
+        std::string error;
+        vsk::file::save(image, (dir / ("seed" + std::to_string(n++) + ext)).string(), options, &error);
+    };
+    for (const auto& l : layouts) {
+        VskImage* image = tvskCreateImageHeader(l.channels, l.channels % 2 ? 0 : l.channels, l.depth, "RGBA", l.seq,
+                                                0, 0, 4, 5, 7, nullptr, nullptr, nullptr);
+        tvskAllocateImage(image, 0);
+        for (int i = 0; i < image->dataSize; ++i) image->imageData[i] = static_cast<char>(i * 37 + 11);
+        save(image, ".png", 0);
+        if (l.depth == VSK_8U && l.channels != 2) save(image, ".jpg", 0);
+        if (l.depth == VSK_8U && l.channels == 3) {
+            for (int bits : {1, 4, 8}) save(image, ".png", bits);
+            save(image, ".bmp", 0);
+        }
+        tvskDeallocate(image, VSK_FREE_HEADER | VSK_FREE_DATA);
+    }
+}
 
 int main(int argc, char** argv) {
     namespace fs = std::filesystem;
@@ -47,6 +83,7 @@ int main(int argc, char** argv) {
                 .write(reinterpret_cast<const char*>(file.data() + 14), static_cast<std::streamsize>(file.size() - 14));
         }
     }
+    writeImageSeeds(root / "image");
     std::printf("wrote %d seeds into %s\n", n, root.string().c_str());
     return 0;
 }

@@ -2,7 +2,6 @@
 // rows, and the source rows they read, taken straight from the source buffer
 // or gathered from the source tiles into a heap buffer.
 #include <algorithm>
-#include <cstring>
 
 #include "decimate.hpp"
 #include "tiles.hpp"
@@ -89,7 +88,7 @@ public:
             colLo_ &= ~7;
             colHi_ = (colHi_ + 7) & ~7;
         }
-        stride_ = (bytesOf(colHi_ - colLo_) + 7) & ~std::int64_t{7};
+        stride_ = roundUpToUnit<std::int64_t>(bytesOf(colHi_ - colLo_), 8);
 
         if (!rowMap_.allocate(std::int64_t{rowSpan} * 2 * sizeof(int))) return RunResult::NoMemory;
         int* slotOf = reinterpret_cast<int*>(rowMap_.get());
@@ -120,27 +119,22 @@ private:
     // Tile rows top to bottom, tiles left to right, each given back as soon
     // as the rows it holds are copied.
     bool readTiles(const int* rows) {
-        const int tw = image_->tileInfo->width, th = image_->tileInfo->height;
-        const std::int64_t tStride = tileStride(image_), tPlane = tStride * th;
-        char* out = buffer_.get();
+        const int th = image_->tileInfo->height;
+        const Pixels out{buffer_.get(), stride_, stride_ * slots_};
         for (int s = 0; s < slots_;) {
             const int tr = rows[s] / th;
             int e = s;
             while (e < slots_ && rows[e] / th == tr) ++e;
-            for (int tc = colLo_ / tw; tc <= (colHi_ - 1) / tw; ++tc) {
-                auto* tile = static_cast<char*>(acquireTile(image_, tc, tr, VSK_TILE_READ));
-                if (!tile) return false;
-                const std::int64_t x0 = std::max<std::int64_t>(colLo_, std::int64_t{tc} * tw);
-                const std::int64_t x1 = std::min<std::int64_t>(colHi_, (std::int64_t{tc} + 1) * tw);
-                const auto n = static_cast<std::size_t>(bytesOf(x1 - x0));
-                for (int q = 0; q < planes_; ++q)
+            const bool ok = forEachTilePiece(
+                image_, colLo_, rows[s], colHi_, std::int64_t{rows[e - 1]} + 1, VSK_TILE_READ,
+                TileHold::Each, false, [&](const TilePiece& p) {
+                    Pixels from = p.tile;
+                    from.data += firstPlane_ * from.plane;
                     for (int i = s; i < e; ++i)
-                        std::memcpy(out + (std::int64_t{q} * slots_ + i) * stride_ + bytesOf(x0 - colLo_),
-                                    tile + (firstPlane_ + q) * tPlane + (rows[i] - tr * th) * tStride +
-                                        bytesOf(x0 - std::int64_t{tc} * tw),
-                                    n);
-                releaseTile(image_, tc, tr, tile);
-            }
+                        copyPixels(image_, from, p.tileX, rows[i] - std::int64_t{tr} * th, out,
+                                   p.x - colLo_, i, p.width, 1, planes_);
+                });
+            if (!ok) return false;
             s = e;
         }
         return true;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bitrun.hpp"
+#include "mirror_rows.hpp"
 
 namespace vsk {
 
@@ -34,12 +35,25 @@ struct RowRef {
     std::int64_t avail;
 };
 
-// Pixels of `pitch` bytes of which `unit` bytes from `lead` on move (a whole
-// pixel, or one channel of interest). G is the number of E-byte elements in
-// the unit when known at compile time, else 0.
-template <int E, int G>
+// Pixels of `pitch` bytes of which `unit` bytes from `lead` on move: a whole
+// pixel (unit == pitch, lead 0), or one E-byte element for a channel of
+// interest. Whole pixels of the sizes in mirror_rows.hpp are reversed by the
+// row function of the dispatch table.
+template <int E>
 struct ElementKernel {
     int cols, pitch, lead, unit;
+    ReverseRow reverse = nullptr;
+    CopyRow stream = nullptr;  // whole rows of large images, past the caches
+
+    // `large`: the destination is larger than the caches; its whole rows are
+    // then written past them.
+    ElementKernel(int cols_, int pitch_, int lead_, int unit_, bool large)
+        : cols(cols_), pitch(pitch_), lead(lead_), unit(unit_) {
+        const MirrorRows& rows = mirrorRows();
+        if (unit == pitch && pitch <= kMirrorLargestPixel)
+            reverse = large ? rows.streamingBySize[pitch] : rows.bySize[pitch];
+        if (large) stream = rows.copyStreaming;
+    }
 
     RowRef row(const Area& a, std::int64_t planeOffset, int r) const {
         const std::int64_t pos = planeOffset + a.step * (a.y + r) + a.x * pitch;
@@ -50,13 +64,6 @@ struct ElementKernel {
         if (avail >= lead + std::int64_t{cols - 1} * pitch + unit) return cols;  // the usual case
         if (avail < lead + unit) return 0;
         return std::min<std::int64_t>(cols, (avail - lead - unit) / pitch + 1);
-    }
-    void moveUnit(std::uint8_t* d, const std::uint8_t* s) const {
-        if constexpr (G > 0) {
-            for (int k = 0; k < G; ++k) std::memcpy(d + k * E, s + k * E, E);
-        } else {
-            for (int k = 0; k < unit; k += E) std::memcpy(d + k, s + k, E);
-        }
     }
     // Elements of pixel j's unit inside the buffer: a pixel can straddle its end.
     std::int64_t elements(std::int64_t avail, std::int64_t j) const {
@@ -69,6 +76,18 @@ struct ElementKernel {
             std::memmove(d.base + d.pos + lead + dj * pitch, s.base + s.pos + lead + sj * pitch,
                          static_cast<std::size_t>(n * E));
     }
+    // n units, each `pitch` bytes after the previous one in both rows; the
+    // source's steps backwards when `back` (it then points at its last unit).
+    static void moveUnits(std::uint8_t* d, const std::uint8_t* s, std::int64_t n, int pitch,
+                          int unit, bool back) {
+        const std::int64_t sStep = back ? -pitch : pitch;
+        if (unit == E) {
+            for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep) std::memcpy(d, s, E);
+            return;
+        }
+        for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep)
+            std::memcpy(d, s, static_cast<std::size_t>(unit));
+    }
     void copy(const RowRef& d, const RowRef& s, bool reversed) const {
         const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
         if (!reversed) {
@@ -76,12 +95,16 @@ struct ElementKernel {
             if (n < cols) moveEdge(d, s, n, n);
             if (n <= 0) return;
             if (unit == pitch) {
-                std::memmove(d.base + d.pos, s.base + s.pos, static_cast<std::size_t>(n * pitch));
+                std::uint8_t* dp = d.base + d.pos;
+                const std::uint8_t* sp = s.base + s.pos;
+                const std::int64_t bytes = n * pitch;
+                if (stream && (dp + bytes <= sp || sp + bytes <= dp))
+                    stream(dp, sp, bytes);
+                else
+                    std::memmove(dp, sp, static_cast<std::size_t>(bytes));
                 return;
             }
-            std::uint8_t* dp = d.base + d.pos + lead;
-            const std::uint8_t* sp = s.base + s.pos + lead;
-            for (std::int64_t j = 0; j < n; ++j) moveUnit(dp + j * pitch, sp + j * pitch);
+            moveUnits(d.base + d.pos + lead, s.base + s.pos + lead, n, pitch, unit, false);
             return;
         }
         // Destination pixel j receives source pixel cols - 1 - j; whole units
@@ -91,9 +114,16 @@ struct ElementKernel {
         if (j0 > 0 && j0 - 1 <= kd) moveEdge(d, s, j0 - 1, cols - j0);
         if (kd < cols && kd >= j0) moveEdge(d, s, kd, cols - 1 - kd);
         if (j0 >= kd) return;
-        std::uint8_t* dp = d.base + d.pos + lead;
-        const std::uint8_t* sp = s.base + s.pos + lead;
-        for (std::int64_t j = j0; j < kd; ++j) moveUnit(dp + j * pitch, sp + (cols - 1 - j) * pitch);
+        std::uint8_t* dp = d.base + d.pos + lead + j0 * pitch;
+        const std::uint8_t* sp = s.base + s.pos + (cols - kd) * pitch;  // its last pixel first
+        const std::int64_t bytes = (kd - j0) * pitch;
+        if (reverse && (dp + bytes <= sp || sp + bytes <= dp)) {
+            // Source pixels cols - kd .. cols - 1 - j0, reversed. Rows that
+            // overlap (two headers over one buffer) go pixel by pixel.
+            reverse(sp, dp, kd - j0);
+            return;
+        }
+        moveUnits(dp, s.base + s.pos + lead + (cols - 1 - j0) * pitch, kd - j0, pitch, unit, true);
     }
     std::int64_t bufferBytes() const { return std::int64_t{cols} * pitch; }
     RowRef save(const RowRef& r, std::uint8_t* buffer) const {
@@ -129,6 +159,11 @@ struct BitKernel {
     }
 };
 
+// Whether two images' buffers share any byte.
+bool overlap(const Area& a, const Area& b) {
+    return a.data < b.data + b.size && b.data < a.data + a.size;
+}
+
 // Flips one plane: rows reversed for flipAxis 0 and -1, pixels within rows
 // for 1 and -1. In place (buffer given) rows are exchanged from the outside
 // in through the one-row buffer, the middle row of an odd count with itself.
@@ -137,6 +172,13 @@ void mirrorPlane(const K& k, const Area& s, const Area& d, std::int64_t sPlane,
                  std::int64_t dPlane, int rows, int flipAxis, std::uint8_t* buffer) {
     const bool reversed = flipAxis != 0, flipRows = flipAxis != 1;
     if (!buffer) {
+        if (flipRows && !overlap(s, d) && k.bufferBytes() <= d.step) {
+            // Separate buffers and destination rows that don't overlap each
+            // other: the order is free, the source is read from its first row on.
+            for (int i = rows - 1; i >= 0; --i)
+                k.copy(k.row(d, dPlane, i), k.row(s, sPlane, rows - 1 - i), reversed);
+            return;
+        }
         for (int i = 0; i < rows; ++i)
             k.copy(k.row(d, dPlane, i), k.row(s, sPlane, flipRows ? rows - 1 - i : i), reversed);
         return;
@@ -173,24 +215,25 @@ void runKernel(const K& k, const VskImage* src, VskImage* dst, int first, int co
     vskFreeAligned(buffer);
 }
 
+// Destinations of this many bytes and more are written past the caches,
+// which they would not fit in anyway.
+constexpr std::int64_t kStreamingBytes = std::int64_t{16} << 20;
+
 template <int E>
 void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
                  int flipAxis) {
+    const int planes = src->dataOrder == VSK_DATA_ORDER_PLANE ? (coi > 0 ? 1 : channels) : 1;
+    const int pitch = src->dataOrder == VSK_DATA_ORDER_PLANE ? E : src->nChannels * E;
+    const bool large = std::int64_t{rows} * cols * pitch * planes >= kStreamingBytes;
     if (src->dataOrder == VSK_DATA_ORDER_PLANE) {
         // One element per pixel, plane by plane.
-        const ElementKernel<E, 1> k{cols, E, 0, E};
-        if (coi > 0) return runKernel(k, src, dst, coi - 1, 1, rows, flipAxis);
-        return runKernel(k, src, dst, 0, channels, rows, flipAxis);
+        const ElementKernel<E> k(cols, E, 0, E, large);
+        return runKernel(k, src, dst, coi > 0 ? coi - 1 : 0, planes, rows, flipAxis);
     }
-    const int n = src->nChannels;
-    auto run = [&](const auto& k) { runKernel(k, src, dst, 0, 1, rows, flipAxis); };
-    if (coi > 0) return run(ElementKernel<E, 1>{cols, n * E, (coi - 1) * E, E});
-    switch (n) {
-        case 1: return run(ElementKernel<E, 1>{cols, E, 0, E});
-        case 3: return run(ElementKernel<E, 3>{cols, 3 * E, 0, 3 * E});
-        case 4: return run(ElementKernel<E, 4>{cols, 4 * E, 0, 4 * E});
-        default: return run(ElementKernel<E, 0>{cols, n * E, 0, n * E});
-    }
+    if (coi > 0)
+        return runKernel(ElementKernel<E>(cols, pitch, (coi - 1) * E, E, large), src, dst, 0, 1,
+                         rows, flipAxis);
+    runKernel(ElementKernel<E>(cols, pitch, 0, pitch, large), src, dst, 0, 1, rows, flipAxis);
 }
 
 }  // namespace
@@ -198,13 +241,15 @@ void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int 
 void mirrorPixels(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
                   int flipAxis) {
     if (rows <= 0 || cols <= 0) return;
-    switch (src->depth) {
-        case VSK_1U: return runKernel(BitKernel{cols}, src, dst, 0, 1, rows, flipAxis);
-        case VSK_8U: case VSK_8S: return runElements<1>(src, dst, channels, coi, rows, cols, flipAxis);
-        case VSK_16U: case VSK_16S: return runElements<2>(src, dst, channels, coi, rows, cols, flipAxis);
-        case VSK_32S: return runElements<4>(src, dst, channels, coi, rows, cols, flipAxis);
-        default: return;  // no kernel for this depth: nothing is done
-    }
+    // Values move unchanged: one kernel per element size. No kernel for
+    // another depth: nothing is done.
+    dispatchDepth<AllDepths>(src->depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (kIsBit<T>)
+            runKernel(BitKernel{cols}, src, dst, 0, 1, rows, flipAxis);
+        else
+            runElements<sizeof(T)>(src, dst, channels, coi, rows, cols, flipAxis);
+    });
 }
 
 }  // namespace vsk

@@ -5,11 +5,16 @@
 // The interpolating kernels are separable: each source row a destination row
 // reads is first reduced horizontally (kept while later rows still use it),
 // then the rows are combined vertically. That is the order in which the
-// fixed-point formulas evaluate, so the split changes no result.
+// fixed-point formulas evaluate, so the split changes no result. 8-bit rows
+// and the picks go through the row functions of decim_rows.hpp (vector
+// kernels where the processor has them); 16-bit interpolation stays here.
 #include <algorithm>
 #include <limits>
 
+#include "bits.hpp"
+#include "decim_rows.hpp"
 #include "decimate.hpp"
+#include "numeric.hpp"
 
 namespace vsk::decim {
 
@@ -68,7 +73,7 @@ struct Cubic {
     template <class T, bool twoAxes, class W>
     static T finish(W v) {
         constexpr W divisor = twoAxes ? 36 : 6;
-        return static_cast<T>(std::clamp<W>(v / divisor, 0, std::numeric_limits<T>::max()));
+        return saturate<T>(v / divisor);
     }
 };
 
@@ -182,13 +187,118 @@ void interpolateKernel(const KernelRun& r) {
     }
 }
 
-// Nearest neighbour on 8- and 16-bit elements.
+// A run's columns for the row functions, with the vector groups when the
+// table uses them; without memory for the groups the rows go value by value,
+// with the same results.
+class RunColumns {
+public:
+    RunColumns(const KernelRun& r, int taps, GroupKind kind, int elementBytes) {
+        c_.off = r.colOff;
+        c_.weight = r.colWeight;
+        c_.n = std::int64_t{r.cols} * r.channels;
+        c_.taps = taps;
+        c_.tapStep = r.tapStep;
+        const std::int64_t groups = c_.n / 8;
+        const std::int64_t windows = groups * groupWindows(kind);
+        const std::int64_t bytes = windows * 4 + groups * groupBytes(kind);
+        if (!decimRows().groups || groups == 0 || !fitsInt(bytes)) return;
+        memory_ = static_cast<std::uint8_t*>(vskAllocAligned(static_cast<int>(bytes)));
+        if (memory_)
+            buildGroups(kind, elementBytes, c_, reinterpret_cast<std::int32_t*>(memory_),
+                        memory_ + windows * 4);
+    }
+    ~RunColumns() { vskFreeAligned(memory_); }
+    RunColumns(const RunColumns&) = delete;
+    RunColumns& operator=(const RunColumns&) = delete;
+
+    const Columns& get() const { return c_; }
+
+private:
+    Columns c_;
+    std::uint8_t* memory_ = nullptr;
+};
+
+// Linear and cubic on 8-bit data through the row functions: the horizontal
+// results are kept as 16-bit rows (see decim_rows.hpp), the vertical pass
+// writes whole destination rows.
+template <class M, bool H, bool V>
+void interpolate8(const KernelRun& r) {
+    constexpr int TH = H ? M::taps : 1;
+    constexpr int TV = V ? M::taps : 1;
+    constexpr bool cubic = M::taps == 4;
+    const DecimRows& rows = decimRows();
+    const RunColumns columns(r, TH,
+                             !H      ? GroupKind::Pick8
+                             : cubic ? GroupKind::Cubic8
+                                     : GroupKind::Linear8,
+                             1);
+    const Columns& c = columns.get();
+    const std::int64_t n = c.n;
+    // The work area holds TV rows of n 32-bit values: the 16-bit rows fill
+    // its first half, a destination row of scattered channels the rest.
+    auto* work = static_cast<std::int16_t*>(r.work);
+    auto* staged = reinterpret_cast<std::uint8_t*>(work + TV * n);
+    const bool whole = r.dstPixel == r.channels;
+
+    for (int p = 0; p < r.planes; ++p) {
+        auto reduce = [&](int row, std::int16_t* h) {
+            const auto* in = srcRow<std::uint8_t>(r, p, row);
+            if constexpr (!H)
+                rows.pickWide8(in, c, h);
+            else if constexpr (cubic)
+                rows.cubic8(in, c, h);
+            else
+                rows.linear8(in, c, h);
+        };
+        RowCache<TV, std::int16_t> cache(work, n);
+        for (int y = 0; y < r.rows; ++y) {
+            const std::int16_t* h[TV];
+            cache.fetch(r.rowIdx + y * TV, h, reduce);
+            const int* w = r.rowWeight + y * TV;
+            std::uint8_t* out = whole ? dstRow<std::uint8_t>(r, p, y) : staged;
+            if constexpr (cubic && V) {
+                rows.cubic(h, w, H ? 36 : 6, n, out);
+            } else if constexpr (cubic) {
+                // One row: its value itself, divided by 6.
+                const std::int16_t* one[4] = {h[0], h[0], h[0], h[0]};
+                const int unit[4] = {256, 0, 0, 0};
+                rows.cubic(one, unit, 6, n, out);
+            } else if constexpr (V) {
+                // Two axes: the horizontal sums are h + 32768, the whole sum is over 65536.
+                rows.lerp(h[0], h[1], w[0], w[1], H ? 32768 : 0, H ? 16 : 8, n, out);
+            } else {
+                rows.lerp(h[0], h[0], 1, 0, 32768, 8, n, out);
+            }
+            if (!whole)
+                storeRow(r, dstRow<std::uint8_t>(r, p, y),
+                         [&](std::int64_t i) { return staged[i]; });
+        }
+    }
+}
+
+// Nearest neighbour on 8- and 16-bit elements; whole destination rows
+// through the row functions.
 template <class T>
 void pickKernel(const KernelRun& r) {
+    if (r.dstPixel != r.channels) {
+        for (int p = 0; p < r.planes; ++p)
+            for (int y = 0; y < r.rows; ++y) {
+                const T* in = srcRow<T>(r, p, r.rowIdx[y]);
+                storeRow(r, dstRow<T>(r, p, y), [&](std::int64_t i) { return in[r.colOff[i]]; });
+            }
+        return;
+    }
+    const DecimRows& rows = decimRows();
+    constexpr bool bytes = sizeof(T) == 1;
+    const RunColumns columns(r, 1, bytes ? GroupKind::Pick8 : GroupKind::Pick16, sizeof(T));
+    const Columns& c = columns.get();
     for (int p = 0; p < r.planes; ++p)
         for (int y = 0; y < r.rows; ++y) {
-            const T* in = srcRow<T>(r, p, r.rowIdx[y]);
-            storeRow(r, dstRow<T>(r, p, y), [&](std::int64_t i) { return in[r.colOff[i]]; });
+            const auto* in = reinterpret_cast<const std::uint8_t*>(srcRow<T>(r, p, r.rowIdx[y]));
+            if constexpr (bytes)
+                rows.pick8(in, c, dstRow<std::uint8_t>(r, p, y));
+            else
+                rows.pick16(in, c, dstRow<std::uint16_t>(r, p, y));
         }
 }
 
@@ -202,7 +312,7 @@ void bitKernel(const KernelRun& r) {
         unsigned bits = 0, mask = 0;
         for (int k = 0; k < r.cols; ++k) {
             const int x = r.colOff[k];
-            bits |= ((in[x >> 3] >> (7 - (x & 7))) & 1u) << (7 - pos);
+            if (getBit(in, x)) bits |= bitMask(pos);
             mask |= 1u << (7 - pos);
             if (++pos == 8) {
                 *out = static_cast<unsigned char>((*out & ~mask) | bits);
@@ -217,8 +327,13 @@ void bitKernel(const KernelRun& r) {
 
 template <class T, class M>
 Kernel interpolating(bool h, bool v) {
-    if (h && v) return interpolateKernel<T, M, true, true>;
-    return h ? interpolateKernel<T, M, true, false> : interpolateKernel<T, M, false, true>;
+    if constexpr (sizeof(T) == 1) {
+        if (h && v) return interpolate8<M, true, true>;
+        return h ? interpolate8<M, true, false> : interpolate8<M, false, true>;
+    } else {
+        if (h && v) return interpolateKernel<T, M, true, true>;
+        return h ? interpolateKernel<T, M, true, false> : interpolateKernel<T, M, false, true>;
+    }
 }
 
 template <class T>
@@ -233,12 +348,15 @@ KernelEntry elementKernel(Method method, bool h, bool v) {
 }  // namespace
 
 KernelEntry selectKernel(unsigned depth, Method method, bool hInterp, bool vInterp) {
-    switch (depth) {
-        case VSK_1U: return {bitKernel, false};
-        case VSK_8U: return elementKernel<std::uint8_t>(method, hInterp, vInterp);
-        case VSK_16U: return elementKernel<std::uint16_t>(method, hInterp, vInterp);
-        default: return {};
-    }
+    KernelEntry entry;
+    dispatchDepth<Depths<Bit, std::uint8_t, std::uint16_t>>(depth, [&](auto t) {
+        using T = decltype(t);
+        if constexpr (kIsBit<T>)
+            entry = {bitKernel, false};
+        else
+            entry = elementKernel<T>(method, hInterp, vInterp);
+    });
+    return entry;
 }
 
 }  // namespace vsk::decim

@@ -6,7 +6,9 @@
 
 namespace {
 
-using vsk::report;
+using vsk::reportAll;
+using vsk::reportBadHeader;
+using vsk::reportFirst;
 using vsk::statusNegative;
 using vsk::zoom::kSite;
 
@@ -19,20 +21,6 @@ int supportedInterpolation(const VskImage* src, int interpolate) {
     return interpolate;
 }
 
-// Reports an image with neither data nor tiles (at `line`) or with both (at
-// the next line); true if it has either fault.
-bool failsDataCheck(const VskImage* image, int line, const char* neither, const char* both) {
-    const bool hasData = image->imageData != nullptr, hasTiles = image->tileInfo != nullptr;
-    if (hasData == hasTiles) report(kSite, hasData ? line + 1 : line, hasData ? both : neither);
-    return hasData == hasTiles;
-}
-
-// Reports a missing call-back of a tiled image; true if it is missing.
-bool missingCallBack(const VskImage* image, int line, const char* text) {
-    if (image->tileInfo->callBack) return false;
-    report(kSite, line, text);
-    return true;
-}
 
 }  // namespace
 
@@ -40,31 +28,38 @@ extern "C" {
 
 VSK_API void VSK_CALL tvskZoom(VskImage* srcImage, VskImage* dstImage, int xU, int xL, int yU,
                                int yL, int interpolate, const int* dstTile) {
-    if (vsk::reportBadHeader(srcImage, kSite, 494)) return;
-    if (vsk::reportBadHeader(dstImage, kSite, 495)) return;
+    if (reportBadHeader(srcImage, kSite, 494) || reportBadHeader(dstImage, kSite, 495)) return;
     // The header checks above already reject null headers and both-or-neither
     // data and tiles; these checks keep the operation's full sequence.
-    if (!srcImage) report(kSite, 496, "srcImage==0");
-    if (!dstImage) report(kSite, 496, "dstImage==0");
+    reportAll(kSite, {{!srcImage, 496, "srcImage==0"}, {!dstImage, 496, "dstImage==0"}});
     // Deliberately a negative status left by an earlier failure ends the call.
     if (statusNegative()) return;
-    if (failsDataCheck(srcImage, 497, "srcImage->imageData == ((void*)(0)) && srcImage->tileInfo == ((void*)(0))",
-                       "srcImage->imageData != ((void*)(0)) && srcImage->tileInfo != ((void*)(0))") ||
-        failsDataCheck(dstImage, 499, "dstImage->imageData == ((void*)(0)) && dstImage->tileInfo == ((void*)(0))",
-                       "dstImage->imageData != ((void*)(0)) && dstImage->tileInfo != ((void*)(0))"))
+    const bool srcData = srcImage->imageData, srcTiles = srcImage->tileInfo;
+    const bool dstData = dstImage->imageData, dstTiles = dstImage->tileInfo;
+    if (reportFirst(
+            kSite,
+            {{!srcData && !srcTiles, 497,
+              "srcImage->imageData == ((void*)(0)) && srcImage->tileInfo == ((void*)(0))"},
+             {srcData && srcTiles, 498,
+              "srcImage->imageData != ((void*)(0)) && srcImage->tileInfo != ((void*)(0))"},
+             {!dstData && !dstTiles, 499,
+              "dstImage->imageData == ((void*)(0)) && dstImage->tileInfo == ((void*)(0))"},
+             {dstData && dstTiles, 500,
+              "dstImage->imageData != ((void*)(0)) && dstImage->tileInfo != ((void*)(0))"}}))
         return;
     // These are all reported before the status test ends the call.
-    if (interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
-        interpolate != VSK_INTER_CUBIC)
-        report(kSite, 501,
-               "interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR && interpolate != "
-               "VSK_INTER_CUBIC");
-    if (srcImage->depth != dstImage->depth) report(kSite, 502, "srcImage->depth != dstImage->depth");
-    if (srcImage->dataOrder != dstImage->dataOrder)
-        report(kSite, 503, "srcImage->dataOrder != dstImage->dataOrder");
-    if (xU <= 0 || xL <= 0) report(kSite, 504, "xU <= 0 || xL <= 0");
-    if (yU <= 0 || yL <= 0) report(kSite, 505, "yU <= 0 || yL <= 0");
-    if (xU < xL || yU < yL) report(kSite, 506, "xU < xL || yU < yL");
+    reportAll(kSite,
+              {{interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
+                    interpolate != VSK_INTER_CUBIC,
+                501,
+                "interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR && interpolate != "
+                "VSK_INTER_CUBIC"},
+               {srcImage->depth != dstImage->depth, 502, "srcImage->depth != dstImage->depth"},
+               {srcImage->dataOrder != dstImage->dataOrder, 503,
+                "srcImage->dataOrder != dstImage->dataOrder"},
+               {xU <= 0 || xL <= 0, 504, "xU <= 0 || xL <= 0"},
+               {yU <= 0 || yL <= 0, 505, "yU <= 0 || yL <= 0"},
+               {xU < xL || yU < yL, 506, "xU < xL || yU < yL"}});
     if (statusNegative()) return;
 
     const double xInv = static_cast<double>(xL) / xU;
@@ -75,14 +70,21 @@ VSK_API void VSK_CALL tvskZoom(VskImage* srcImage, VskImage* dstImage, int xU, i
     if (!srcTiled && !dstTiled) {
         vsk::zoom::plainZoom(srcImage, dstImage, xInv, yInv, method, 0.0, 0.0);
     } else if (!srcTiled) {
-        if (missingCallBack(dstImage, 899, "dstImage->tileInfo->callBack == ((void*)(0))")) return;
+        if (reportFirst(kSite, {{!dstImage->tileInfo->callBack, 899,
+                                 "dstImage->tileInfo->callBack == ((void*)(0))"}}))
+            return;
         vsk::zoom::destinationTileWalk(srcImage, dstImage, xInv, yInv, method, dstTile);
     } else if (!dstTiled) {
-        if (missingCallBack(srcImage, 710, "srcImage->tileInfo->callBack == ((void*)(0))")) return;
+        if (reportFirst(kSite, {{!srcImage->tileInfo->callBack, 710,
+                                 "srcImage->tileInfo->callBack == ((void*)(0))"}}))
+            return;
         vsk::zoom::sourceBlockWalk(srcImage, dstImage, xInv, yInv, method);
     } else {
-        if (missingCallBack(srcImage, 526, "srcImage->tileInfo->callBack == ((void*)(0))")) return;
-        if (missingCallBack(dstImage, 527, "dstImage->tileInfo->callBack == ((void*)(0))")) return;
+        if (reportFirst(kSite, {{!srcImage->tileInfo->callBack, 526,
+                                 "srcImage->tileInfo->callBack == ((void*)(0))"},
+                                {!dstImage->tileInfo->callBack, 527,
+                                 "dstImage->tileInfo->callBack == ((void*)(0))"}}))
+            return;
         vsk::zoom::combinedWalk(srcImage, dstImage, xInv, yInv, method, dstTile);
     }
 }

@@ -73,44 +73,28 @@ bool runReported(const Plan& plan, const Piece& piece) {
     }
 }
 
-// The part of [origin, origin + count) inside tile `index` of size `tile`.
-struct TileSpan {
-    int inTile, first, size;
-};
-TileSpan tileSpan(int origin, int count, int index, int tile) {
-    const std::int64_t lo = std::max<std::int64_t>(origin, std::int64_t{index} * tile);
-    const std::int64_t hi =
-        std::min<std::int64_t>(std::int64_t{origin} + count, (std::int64_t{index} + 1) * tile);
-    return {static_cast<int>(lo - std::int64_t{index} * tile), static_cast<int>(lo - origin),
-            static_cast<int>(hi - lo)};
-}
-
 void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int interpolate,
               const int* dstTile) {
     const bool xIntegral = xL % xU == 0, yIntegral = yL % yU == 0;
     if (src->width < 4 || src->height < 4 || (xIntegral && yIntegral)) interpolate = VSK_INTER_NN;
-    if (src->depth != VSK_1U && src->depth != VSK_8U && src->depth != VSK_16U) {
-        report(kSite, 375, "srcImage->depth is wrong");
+    if (reportFirst(kSite, {{src->depth != VSK_1U && src->depth != VSK_8U && src->depth != VSK_16U,
+                             375, "srcImage->depth is wrong"},
+                            {interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
+                                 interpolate != VSK_INTER_CUBIC,
+                             380, "interpolate is wrong"}}))
         return;
-    }
-    Method method;
-    switch (interpolate) {
-        case VSK_INTER_NN: method = Method::Nearest; break;
-        case VSK_INTER_LINEAR: method = Method::Linear; break;
-        case VSK_INTER_CUBIC: method = Method::Cubic; break;
-        default: report(kSite, 380, "interpolate is wrong"); return;
-    }
+    const Method method = interpolate == VSK_INTER_NN       ? Method::Nearest
+                          : interpolate == VSK_INTER_LINEAR ? Method::Linear
+                                                            : Method::Cubic;
 
     Plan plan;
     plan.src = src;
     plan.bits = src->depth == VSK_1U;
     plan.bytes = depthBytes(src->depth);
-    const int srcX = roiX(src), srcY = roiY(src), dstX = roiX(dst), dstY = roiY(dst);
-    AxisSetup xs = setUpAxis(xU, xL, srcX, std::min(roiWidth(src), src->width - srcX), src->width,
-                             std::min(roiWidth(dst), dst->width - dstX), method, plan.bits);
-    AxisSetup ys = setUpAxis(yU, yL, srcY, std::min(roiHeight(src), src->height - srcY),
-                             src->height, std::min(roiHeight(dst), dst->height - dstY), method,
-                             plan.bits);
+    const Rect s = roiCut(src), d = roiCut(dst);
+    const int dstX = d.x, dstY = d.y;
+    AxisSetup xs = setUpAxis(xU, xL, s.x, s.cols, src->width, d.cols, method, plan.bits);
+    AxisSetup ys = setUpAxis(yU, yL, s.y, s.rows, src->height, d.rows, method, plan.bits);
     if (method == Method::Cubic && !src->tileInfo) {
         // One destination row or column less where the last one would reach the image's
         // last pixel; the columns deliberately take off the vertical step.
@@ -124,22 +108,21 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
     plan.kernel = selectKernel(src->depth, method, plan.x.interpolated, plan.y.interpolated);
 
     // When the two sides select different numbers of channels, the smaller number is processed.
-    const int srcCoi = roiCoi(src), dstCoi = roiCoi(dst);
-    const int channels = std::min(srcCoi > 0 ? 1 : src->nChannels, dstCoi > 0 ? 1 : dst->nChannels);
-    const int dstChannel = dstCoi > 0 ? dstCoi - 1 : 0;
+    const int channels = std::min(channelCount(src), channelCount(dst));
+    const int dstChannel = firstChannel(dst);
     const bool planar = src->dataOrder == VSK_DATA_ORDER_PLANE;
-    plan.srcChannel = srcCoi > 0 ? srcCoi - 1 : 0;
+    plan.srcChannel = firstChannel(src);
     plan.planes = planar ? channels : 1;
     plan.channels = planar ? 1 : channels;
-    plan.srcPixel = planar ? 1 : src->nChannels;
-    plan.dstPixel = planar ? 1 : dst->nChannels;
+    plan.srcPixel = pixelPitch(src);
+    plan.dstPixel = pixelPitch(dst);
 
     const int cols = plan.x.count, rows = plan.y.count;
     if (cols <= 0 || rows <= 0) return;
     // A source buffer that no longer matches its header: rows past its end
     // are not sampled (the last one inside stands in).
     if (!src->tileInfo) {
-        plan.y.extent = std::min(plan.y.extent, rowsInBuffer(src, planar ? plan.srcChannel + plan.planes - 1 : 0));
+        plan.y.extent = std::min(plan.y.extent, rowsInside(src, planar ? plan.srcChannel + plan.planes - 1 : 0));
         if (plan.y.extent < plan.y.taps) return;
     }
 
@@ -150,7 +133,7 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
                               planar, dstX, dstY);
         piece.cols = cols;
         // Destination rows past the end of its buffer are not written.
-        piece.rows = std::min(rows, rowsInBuffer(dst, planar ? dstChannel + plan.planes - 1 : 0) - dstY);
+        piece.rows = std::min(rows, rowsInside(dst, planar ? dstChannel + plan.planes - 1 : 0) - dstY);
         if (piece.rows <= 0) return;
         runReported(plan, piece);
         return;
@@ -158,8 +141,8 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
 
     // Destination tiles row by row, columns inner; each piece samples at the
     // positions of its place in the whole destination rectangle.
-    const int tw = dst->tileInfo->width, th = dst->tileInfo->height;
-    const TileRange range = tileRange(dstX, dstY, rows, cols, tw, th);
+    const int th = dst->tileInfo->height;
+    const TileRange range = tileRange(dstX, dstY, rows, cols, dst->tileInfo->width, th);
     int r0 = range.fr, r1 = range.fr + range.nr, c0 = range.fc, c1 = range.fc + range.nc;
     if (dstTile) {
         if (dstTile[1] < r0 || dstTile[1] >= r1 || dstTile[0] < c0 || dstTile[0] >= c1) return;
@@ -170,9 +153,9 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
     }
     const std::int64_t stride = tileStride(dst);
     for (int tr = r0; tr < r1; ++tr) {
-        const TileSpan ty = tileSpan(dstY, rows, tr, th);
+        const Span ty = range.rowSpan(tr - range.fr);
         for (int tc = c0; tc < c1; ++tc) {
-            const TileSpan tx = tileSpan(dstX, cols, tc, tw);
+            const Span tx = range.colSpan(tc - range.fc);
             auto* data = static_cast<char*>(acquireTile(dst, tc, tr, VSK_TILE_WRITE));
             if (!data) {
                 report(kSite, 390, "dstImage->tileInfo->callBack crash", VSK_STATUS_INTERNAL);
@@ -181,9 +164,9 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
             Piece piece;
             piece.dst = dstViewAt(plan, data, stride, stride * th, dstChannel, planar, tx.inTile,
                                   ty.inTile);
-            piece.col0 = tx.first;
+            piece.col0 = tx.offset;
             piece.cols = tx.size;
-            piece.row0 = ty.first;
+            piece.row0 = ty.offset;
             piece.rows = ty.size;
             // A failed source run ends the call with this tile still taken.
             if (!runReported(plan, piece)) return;
@@ -198,27 +181,21 @@ extern "C" VSK_API void VSK_CALL tvskDecimate(VskImage* srcImage, VskImage* dstI
                                               int xL, int yU, int yL, int interpolate,
                                               const int* dstTile) {
     if (reportBadHeader(srcImage, kSite, 91) || reportBadHeader(dstImage, kSite, 92)) return;
-    const struct {
-        bool fails;
-        int line;
-        const char* text;
-    } checks[] = {
-        {srcImage->depth != dstImage->depth, 93, "srcImage->depth != dstImage->depth"},
-        {srcImage->origin != dstImage->origin, 94, "srcImage->origin != dstImage->origin"},
-        {srcImage->dataOrder != dstImage->dataOrder, 95, "srcImage->dataOrder != dstImage->dataOrder"},
-        {interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
-             interpolate != VSK_INTER_CUBIC,
-         101, "interpolate != VSK_INTER_NN, VSK_INTER_LINEAR or VSK_INTER_CUBIC"},
-        {xU <= 0, 106, "xU <= 0"},
-        {xL <= 0, 107, "xL <= 0"},
-        {yU <= 0, 108, "yU <= 0"},
-        {yL <= 0, 109, "yL <= 0"},
-        {xU > xL, 111, "xU > xL"},
-        {yU > yL, 112, "yU > yL"},
-    };
     // Every failed argument check is reported before the call gives up.
-    for (const auto& c : checks)
-        if (c.fails) report(kSite, c.line, c.text);
+    reportAll(kSite,
+              {{srcImage->depth != dstImage->depth, 93, "srcImage->depth != dstImage->depth"},
+               {srcImage->origin != dstImage->origin, 94, "srcImage->origin != dstImage->origin"},
+               {srcImage->dataOrder != dstImage->dataOrder, 95,
+                "srcImage->dataOrder != dstImage->dataOrder"},
+               {interpolate != VSK_INTER_NN && interpolate != VSK_INTER_LINEAR &&
+                    interpolate != VSK_INTER_CUBIC,
+                101, "interpolate != VSK_INTER_NN, VSK_INTER_LINEAR or VSK_INTER_CUBIC"},
+               {xU <= 0, 106, "xU <= 0"},
+               {xL <= 0, 107, "xL <= 0"},
+               {yU <= 0, 108, "yU <= 0"},
+               {yL <= 0, 109, "yL <= 0"},
+               {xU > xL, 111, "xU > xL"},
+               {yU > yL, 112, "yU > yL"}});
     if (statusNegative()) return;
     decimate(srcImage, dstImage, xU, xL, yU, yL, interpolate, dstTile);
 }

@@ -2,7 +2,6 @@
 // the horizontal axis, the vertical axis or both; plain, in place and tiled.
 #include <algorithm>
 
-#include "fetch.hpp"
 #include "mirrorrows.hpp"
 #include "tiles.hpp"
 
@@ -11,17 +10,6 @@ namespace {
 using namespace vsk;
 
 const Site kSite{"vskMirror", "vskmirr"};
-
-struct Rect {
-    int rows, cols;
-};
-
-// The rows and columns that fit an image's ROI from its offsets on.
-Rect fitRect(const VskImage* image) {
-    const int x = roiX(image), y = roiY(image);
-    return {std::min(roiHeight(image), image->height - y),
-            std::min(roiWidth(image), image->width - x)};
-}
 
 // Writes the destination tile by tile: each block of the rectangle inside one
 // destination tile receives the mirrored source block of the same size,
@@ -43,8 +31,8 @@ public:
             case 0:
                 // Column bands left to right, destination tile rows bottom up.
                 for (int j = 0; j < nc; ++j) {
-                    const TileSpan c = colSpan(j);
-                    if (inPlace && !takeStrip(c.start, 0, c.size, rect_.rows)) return;
+                    const Span c = range_.colSpan(j);
+                    if (inPlace && !takeStrip(c.offset, 0, c.size, rect_.rows)) return;
                     for (int i = nr - 1; i >= 0; --i)
                         if (!block(i, j)) return;
                 }
@@ -52,8 +40,8 @@ public:
             case 1:
                 // Row bands top to bottom, destination tile columns right to left.
                 for (int i = 0; i < nr; ++i) {
-                    const TileSpan r = rowSpan(i);
-                    if (inPlace && !takeStrip(0, r.start, rect_.cols, r.size)) return;
+                    const Span r = range_.rowSpan(i);
+                    if (inPlace && !takeStrip(0, r.offset, rect_.cols, r.size)) return;
                     for (int j = nc - 1; j >= 0; --j)
                         if (!block(i, j)) return;
                 }
@@ -81,9 +69,6 @@ public:
     }
 
 private:
-    TileSpan colSpan(int j) const { return tileSpan(j, range_.ox, dst_->tileInfo->width, rect_.cols); }
-    TileSpan rowSpan(int i) const { return tileSpan(i, range_.oy, dst_->tileInfo->height, rect_.rows); }
-
     // Fetches a part of the source rectangle (in rectangle coordinates) that
     // later blocks are taken from.
     bool takeStrip(int x, int y, int cols, int rows) {
@@ -96,21 +81,22 @@ private:
     // One destination tile. False ends the walk: the source block or the
     // tile could not be had (nothing is reported).
     bool block(int i, int j) {
-        const TileSpan c = colSpan(j), r = rowSpan(i);
-        const int bx = flipAxis_ == 0 ? c.start : rect_.cols - c.start - c.size;
-        const int by = flipAxis_ == 1 ? r.start : rect_.rows - r.start - r.size;
+        const Span c = range_.colSpan(j), r = range_.rowSpan(i);
+        const int bx = flipAxis_ == 0 ? c.offset : rect_.cols - c.offset - c.size;
+        const int by = flipAxis_ == 1 ? r.offset : rect_.rows - r.offset - r.size;
         FetchedImage from;
         const bool fetched =
-            strip_.header.imageData
-                ? from.fetch(&strip_.header, bx - stripX_, by - stripY_, c.size, r.size)
+            strip_.held()
+                ? from.fetch(strip_.get(), bx - stripX_, by - stripY_, c.size, r.size)
                 : from.fetch(src_, std::int64_t{roiX(src_)} + bx, std::int64_t{roiY(src_)} + by,
                              c.size, r.size);
         if (!fetched) return false;
         const int col = range_.fc + j, row = range_.fr + i;
         void* data = acquireTile(dst_, col, row, VSK_TILE_WRITE);
         if (!data) return false;
-        TileHeader tile(dst_, data, coi_, c.inTile, r.inTile, r.size, c.size);
-        mirrorPixels(&from.header, &tile.header, channels_, coi_, r.size, c.size, flipAxis_);
+        ImageView tile;
+        tile.overTile(dst_, data).roi(coi_, c.inTile, r.inTile, r.size, c.size);
+        mirrorPixels(from.get(), tile.get(), channels_, coi_, r.size, c.size, flipAxis_);
         from.release();
         releaseTile(dst_, col, row, data);
         return true;
@@ -132,19 +118,21 @@ extern "C" {
 
 VSK_API void VSK_CALL tvskMirror(VskImage* srcImage, VskImage* dstImage, int flipAxis,
                                  const int* tilePoint) {
-    if (reportBadHeader(srcImage, kSite, 2098)) return;
-    if (reportBadHeader(dstImage, kSite, 2099)) return;
-    if (srcImage->depth != dstImage->depth)
-        return report(kSite, 2101, "(srcImage->depth!=dstImage->depth)");
-    if (srcImage->nChannels != dstImage->nChannels)
-        return report(kSite, 2102, "(srcImage->nChannels!=dstImage->nChannels)");
-    if (flipAxis > 1 || flipAxis < -1) return report(kSite, 2103, "((flipAxis>1)||(flipAxis<-1))");
+    if (reportBadHeader(srcImage, kSite, 2098) || reportBadHeader(dstImage, kSite, 2099)) return;
     const int coi = roiCoi(srcImage);
-    if (coi != roiCoi(dstImage)) return report(kSite, 2113, "(coiSrc!=coiDst)");
+    if (reportFirst(kSite, {{srcImage->depth != dstImage->depth, 2101,
+                             "(srcImage->depth!=dstImage->depth)"},
+                            {srcImage->nChannels != dstImage->nChannels, 2102,
+                             "(srcImage->nChannels!=dstImage->nChannels)"},
+                            {flipAxis > 1 || flipAxis < -1, 2103, "((flipAxis>1)||(flipAxis<-1))"},
+                            {coi != roiCoi(dstImage), 2113, "(coiSrc!=coiDst)"}}))
+        return;
 
-    const int channels = coi ? 1 : srcImage->nChannels;
-    const Rect s = fitRect(srcImage), d = fitRect(dstImage);
-    Rect rect{std::min(s.rows, d.rows), std::min(s.cols, d.cols)};
+    const int channels = channelCount(srcImage);
+    const Rect s = roiCut(srcImage), d = roiCut(dstImage);
+    Rect rect;
+    rect.rows = std::min(s.rows, d.rows);
+    rect.cols = std::min(s.cols, d.cols);
     // Deliberately, a source ROI wider than the room right of its offset
     // limits the columns by the rows below the offset instead.
     if (roiWidth(srcImage) > srcImage->width - roiX(srcImage))
@@ -163,7 +151,7 @@ VSK_API void VSK_CALL tvskMirror(VskImage* srcImage, VskImage* dstImage, int fli
         return mirrorPixels(srcImage, dstImage, channels, coi, rect.rows, rect.cols, flipAxis);
     FetchedImage from;
     if (!from.fetch(srcImage, roiX(srcImage), roiY(srcImage), rect.cols, rect.rows)) return;
-    mirrorPixels(&from.header, dstImage, channels, coi, rect.rows, rect.cols, flipAxis);
+    mirrorPixels(from.get(), dstImage, channels, coi, rect.rows, rect.cols, flipAxis);
 }
 
 }  // extern "C"

@@ -6,45 +6,13 @@
 #include <climits>
 #include <cmath>
 
-#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
-#include <emmintrin.h>
-#define VSK_ZOOM_SSE2 1
-#endif
-
+#include "numeric.hpp"
 #include "tiles.hpp"
 
 namespace vsk::zoom {
 
 inline const Site kSite{"vskZoom", "vskZoom"};
 constexpr int kOne = 16384;  // one pixel in the nearest-neighbour fixed point
-
-// rint(v): round to nearest with ties to even (the processor's default mode).
-// Values outside the int range give INT_MIN on every platform.
-inline int roundEven(double v) {
-#if defined(VSK_ZOOM_SSE2)
-    return _mm_cvtsd_si32(_mm_set_sd(v));
-#else
-    const double r = std::nearbyint(v);
-    return r >= -2147483648.0 && r <= 2147483647.0 ? static_cast<int>(r) : INT_MIN;
-#endif
-}
-
-// int(v): add 0.00001, subtract 0.5, then round to nearest with ties to
-// even; outside exact ties this is floor(v + 0.00001).
-inline int roundInt(double v) { return roundEven((v + 0.00001) - 0.5); }
-
-// The rectangle of a ROI (or of the whole image), cut at the image's right
-// and bottom edges; empty or negative when the ROI starts past them.
-struct Rect {
-    int x = 0, y = 0, cols = 0, rows = 0;
-};
-
-inline Rect rectOf(const VskImage* image) {
-    const VskROI* roi = image->roi;
-    if (!roi) return {0, 0, image->width, image->height};
-    return {roi->xOffset, roi->yOffset, std::min(roi->width, image->width - roi->xOffset),
-            std::min(roi->height, image->height - roi->yOffset)};
-}
 
 // The destination size along one axis after the clamp to the enlarged
 // source: d destination and s source pixels, inv source pixels per

@@ -1,13 +1,16 @@
 // The plain zoom between two buffered headers: rectangles, channel
 // selection, the destination clamp, and the nearest-neighbour, linear and
-// cubic kernels. Positions and weights are computed once per call; the
-// kernels then run the formulas' arithmetic per sample.
+// cubic passes. Positions, weights and the column tables of the row kernels
+// (zoom_rows.hpp) are computed once per call; the passes then run the row
+// kernels of the processor's level over the rows.
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <type_traits>
 
+#include "bits.hpp"
 #include "zoom.hpp"
+#include "zoom_rows.hpp"
 
 namespace vsk::zoom {
 
@@ -19,12 +22,9 @@ struct Channels {
     int start = 0, count = 0;
 };
 
-// Channel c of the ROI alone, or all channels; without a ROI the count is
-// `countWithoutRoi`.
+// The channels to process; without a ROI the count is `countWithoutRoi`.
 Channels channelsOf(const VskImage* image, int countWithoutRoi) {
-    const int coi = roiCoi(image);
-    if (coi > 0) return {coi - 1, 1};
-    return {0, image->roi ? image->nChannels : countWithoutRoi};
+    return {firstChannel(image), image->roi ? channelCount(image) : countWithoutRoi};
 }
 
 // One source axis as the kernels see it: positions are relative to the ROI
@@ -105,8 +105,9 @@ public:
     template <class U>
     U* take(std::int64_t count) {
         const std::int64_t bytes = count * static_cast<std::int64_t>(sizeof(U));
-        void* p = bytes > 0 && bytes <= INT_MAX - 64 ? vskAllocAligned(static_cast<int>(bytes))
-                                                    : nullptr;
+        void* p = n_ < kBlocks && bytes > 0 && bytes <= INT_MAX - 64
+                      ? vskAllocAligned(static_cast<int>(bytes))
+                      : nullptr;
         if (!p) failed_ = true;
         if (p) blocks_[n_++] = p;
         return static_cast<U*>(p);
@@ -116,7 +117,8 @@ public:
     bool ok() const { return !failed_ && !statusNegative(); }
 
 private:
-    void* blocks_[8] = {};
+    static constexpr int kBlocks = 24;  // more than a call takes
+    void* blocks_[kBlocks] = {};
     int n_ = 0;
     bool failed_ = false;
 };
@@ -142,8 +144,16 @@ inline int channels(const Shape& s) {
     return CH ? CH : s.ch;
 }
 
+// Rows of nearest neighbour; with `shuffled`, rows whose pixels hold
+// exactly the selected channels go through the byte-shuffle kernel.
+struct Shuffled {
+    NearestRow row;
+    NearestColumns columns;
+};
+
 template <class T, int CH>
-void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys) {
+void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys,
+                 const Shuffled* shuffled) {
     const int ch = channels<CH>(s);
     for (int j = 0; j < s.rows; ++j) {
         T* d = v.dst + j * v.dStride;
@@ -152,6 +162,11 @@ void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys)
             continue;
         }
         const T* row = v.src + ys[j] * v.sStride;
+        if (shuffled) {
+            shuffled->row(reinterpret_cast<const std::uint8_t*>(row), shuffled->columns,
+                          reinterpret_cast<std::uint8_t*>(d));
+            continue;
+        }
         // Locals, so that byte stores need not reload them.
         const std::ptrdiff_t sPix = s.sPix, dPix = s.dPix;
         const int cols = s.cols;
@@ -166,9 +181,9 @@ void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys)
 // The horizontal rows of a pass kept in float buffers: `at` is the logical
 // first row held; each destination row advances them by one row where it
 // can, else recomputes them all.
-template <int N>
+template <int N, class E = float>
 struct RowBuffers {
-    float* row[N];
+    E* row[N];
     int at = INT_MIN;
     template <class F>
     void advance(int to, F&& compute) {
@@ -183,169 +198,44 @@ struct RowBuffers {
     }
 };
 
-// The vertical step of linear for one value, stored without saturation:
-// the low bits of the integer.
-template <class T>
-inline T linearValue(double a, double b, double f) {
-    return static_cast<T>(roundInt((b - a) * f + a));
-}
-
-// The Newton differences of four neighbours.
-struct Differences {
-    double d1, d2, d3;
-    Differences(double q0, double q1, double q2, double q3)
-        : d1(q1 - q0), d2((q2 - q1) - d1), d3((q3 - 2 * q2 + q1) - d2) {}
-};
-
-// The vertical step of cubic for one value, clamped to the depth's range.
-template <class T>
-inline T cubicValue(double q0, double q1, double q2, double q3, const CubicPos& y) {
-    const Differences d(q0, q1, q2, q3);
-    const int r = roundInt((y.c1 * d.d1 + q0) + y.c2 * d.d2 + y.c3 * d.d3);
-    return static_cast<T>(std::clamp(r, 0, static_cast<int>(std::numeric_limits<T>::max())));
-}
-
-#if defined(VSK_ZOOM_SSE2)
-// Four results to four samples: the low bits, or clamped to the depth's
-// range first. Conversions round by the current mode, as roundEven does.
-template <class T, bool Clamp>
-inline void storeFour(T* d, __m128d lo, __m128d hi) {
-    const __m128d eps = _mm_set1_pd(0.00001), half = _mm_set1_pd(0.5);
-    lo = _mm_sub_pd(_mm_add_pd(lo, eps), half);
-    hi = _mm_sub_pd(_mm_add_pd(hi, eps), half);
-    __m128i r = _mm_unpacklo_epi64(_mm_cvtpd_epi32(lo), _mm_cvtpd_epi32(hi));
-    if constexpr (sizeof(T) == 1) {
-        if constexpr (!Clamp) r = _mm_and_si128(r, _mm_set1_epi32(0xFF));
-        // Saturating packs clamp to 0..255 (and keep masked values as they are).
-        r = _mm_packus_epi16(_mm_packs_epi32(r, r), r);
-        const int four = _mm_cvtsi128_si32(r);
-        std::memcpy(d, &four, 4);
-    } else {
-        if constexpr (Clamp) {
-            r = _mm_andnot_si128(_mm_srai_epi32(r, 31), r);  // below 0 -> 0
-            const __m128i top = _mm_set1_epi32(0xFFFF);
-            const __m128i over = _mm_cmpgt_epi32(r, top);
-            r = _mm_or_si128(_mm_andnot_si128(over, r), _mm_and_si128(over, top));
-        }
-        // The low 16 bits, sign-extended so that the saturating pack keeps them.
-        r = _mm_srai_epi32(_mm_slli_epi32(r, 16), 16);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packs_epi32(r, r));
-    }
-}
-
-inline void widen(const float* p, __m128d* lo, __m128d* hi) {
-    const __m128 v = _mm_loadu_ps(p);
-    *lo = _mm_cvtps_pd(v);
-    *hi = _mm_cvtps_pd(_mm_movehl_ps(v, v));
-}
-#endif
-
-// The vertical step of linear over n contiguous values.
-template <class T>
-void linearRow(const float* a, const float* b, double f, T* d, int n) {
-    int k = 0;
-#if defined(VSK_ZOOM_SSE2)
-    const __m128d vf = _mm_set1_pd(f);
-    for (; k + 4 <= n; k += 4) {
-        __m128d a0, a1, b0, b1;
-        widen(a + k, &a0, &a1);
-        widen(b + k, &b0, &b1);
-        storeFour<T, false>(d + k, _mm_add_pd(_mm_mul_pd(_mm_sub_pd(b0, a0), vf), a0),
-                            _mm_add_pd(_mm_mul_pd(_mm_sub_pd(b1, a1), vf), a1));
-    }
-#endif
-    for (; k < n; ++k) d[k] = linearValue<T>(a[k], b[k], f);
-}
-
-// The vertical step of cubic over n contiguous values.
-template <class T>
-void cubicRow(float* const q[4], const CubicPos& y, T* d, int n) {
-    int k = 0;
-#if defined(VSK_ZOOM_SSE2)
-    const __m128d c1 = _mm_set1_pd(y.c1), c2 = _mm_set1_pd(y.c2), c3 = _mm_set1_pd(y.c3);
-    const __m128d two = _mm_set1_pd(2.0);
-    auto value = [&](__m128d q0, __m128d q1, __m128d q2, __m128d q3) {
-        const __m128d d1 = _mm_sub_pd(q1, q0);
-        const __m128d d2 = _mm_sub_pd(_mm_sub_pd(q2, q1), d1);
-        const __m128d d3 = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(q3, _mm_mul_pd(two, q2)), q1), d2);
-        return _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(c1, d1), q0), _mm_mul_pd(c2, d2)),
-                          _mm_mul_pd(c3, d3));
-    };
-    for (; k + 4 <= n; k += 4) {
-        __m128d lo[4], hi[4];
-        for (int r = 0; r < 4; ++r) widen(q[r] + k, &lo[r], &hi[r]);
-        storeFour<T, true>(d + k, value(lo[0], lo[1], lo[2], lo[3]),
-                           value(hi[0], hi[1], hi[2], hi[3]));
-    }
-#endif
-    for (; k < n; ++k) d[k] = cubicValue<T>(q[0][k], q[1][k], q[2][k], q[3][k], y);
-}
-
+// A destination row made in `made` (the selected channels of each pixel
+// side by side) is written into pixels of dPix values.
 template <class T, int CH>
-void pass(const View<T>& v, const Shape& s, const LinearPos* xp, const LinearPos* yp,
-          RowBuffers<2> buf) {
+void spread(const T* made, T* d, const Shape& s) {
     const int ch = channels<CH>(s);
+    for (int i = 0; i < s.cols; ++i)
+        for (int c = 0; c < ch; ++c)
+            d[static_cast<std::ptrdiff_t>(i) * s.dPix + c] = made[i * ch + c];
+}
+
+// Linear and cubic passes: each destination row advances the row buffers
+// (the horizontal kernel fills the new ones), then the vertical kernel makes
+// the row, in place or in `made` when its pixels have other channels too.
+template <class T, int CH>
+void pass(const View<T>& v, const Shape& s, const LinearColumns& xc, const LinearPos* yp,
+          RowBuffers<2> buf, T* made, const ZoomRows<T>& k) {
     for (int j = 0; j < s.rows; ++j) {
         const LinearPos& y = yp[j];
-        buf.advance(y.at, [&](int k, float* h) {
-            const T* row = v.src + (k == 0 ? y.s0 : y.s1) * v.sStride;
-            for (int i = 0; i < s.cols; ++i) {
-                const T* p0 = row + static_cast<std::ptrdiff_t>(xp[i].s0) * s.sPix;
-                const T* p1 = row + static_cast<std::ptrdiff_t>(xp[i].s1) * s.sPix;
-                const double f = xp[i].f;
-                for (int c = 0; c < ch; ++c) {
-                    const double a = p0[c];
-                    h[i * ch + c] = static_cast<float>((p1[c] - a) * f + a);
-                }
-            }
+        buf.advance(y.at, [&](int r, float* h) {
+            k.linearH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, s.ch, h);
         });
         T* d = v.dst + j * v.dStride;
-        if (ch == s.dPix) {
-            linearRow(buf.row[0], buf.row[1], y.f, d, s.cols * ch);
-            continue;
-        }
-        for (int i = 0; i < s.cols; ++i) {
-            T* q = d + static_cast<std::ptrdiff_t>(i) * s.dPix;
-            for (int c = 0; c < ch; ++c)
-                q[c] = linearValue<T>(buf.row[0][i * ch + c], buf.row[1][i * ch + c], y.f);
-        }
+        k.linearV(buf.row[0], buf.row[1], y.f, made ? made : d, s.cols * s.ch);
+        if (made) spread<T, CH>(made, d, s);
     }
 }
 
 template <class T, int CH>
-void pass(const View<T>& v, const Shape& s, const CubicPos* xp, const CubicPos* yp,
-          RowBuffers<4> buf) {
-    const int ch = channels<CH>(s);
+void pass(const View<T>& v, const Shape& s, const CubicColumns& xc, const CubicPos* yp,
+          RowBuffers<4> buf, T* made, const ZoomRows<T>& k) {
     for (int j = 0; j < s.rows; ++j) {
         const CubicPos& y = yp[j];
-        buf.advance(y.at - 1, [&](int k, float* h) {
-            const T* row = v.src + y.s[k] * v.sStride;
-            for (int i = 0; i < s.cols; ++i) {
-                const CubicPos& x = xp[i];
-                const T* p0 = row + static_cast<std::ptrdiff_t>(x.s[0]) * s.sPix;
-                const T* p1 = row + static_cast<std::ptrdiff_t>(x.s[1]) * s.sPix;
-                const T* p2 = row + static_cast<std::ptrdiff_t>(x.s[2]) * s.sPix;
-                const T* p3 = row + static_cast<std::ptrdiff_t>(x.s[3]) * s.sPix;
-                for (int c = 0; c < ch; ++c) {
-                    const double q0 = p0[c];
-                    const Differences d(q0, p1[c], p2[c], p3[c]);
-                    h[i * ch + c] =
-                        static_cast<float>(d.d3 * x.c3 + (d.d1 * x.c1 + d.d2 * x.c2) + q0);
-                }
-            }
-        });
+        buf.advance(y.at - 1,
+                    [&](int r, float* h) { k.cubicH(v.src + y.s[r] * v.sStride, xc, s.ch, h); });
         T* d = v.dst + j * v.dStride;
-        if (ch == s.dPix) {
-            cubicRow(buf.row, y, d, s.cols * ch);
-            continue;
-        }
-        for (int i = 0; i < s.cols; ++i) {
-            T* q = d + static_cast<std::ptrdiff_t>(i) * s.dPix;
-            for (int c = 0; c < ch; ++c) {
-                const int k = i * ch + c;
-                q[c] = cubicValue<T>(buf.row[0][k], buf.row[1][k], buf.row[2][k], buf.row[3][k], y);
-            }
-        }
+        const double c[3] = {y.c1, y.c2, y.c3};
+        k.cubicV(buf.row, c, made ? made : d, s.cols * s.ch);
+        if (made) spread<T, CH>(made, d, s);
     }
 }
 
@@ -368,20 +258,192 @@ struct Job {
     int interpolate;
 };
 
-// Linear or cubic: positions of both axes, N row buffers of `bufferCols`
-// floats, then every pass.
-template <class T, class Pos, int N, class EachPass>
+// Leading columns whose samples at offsets o[0..m) keep kReadSlack elements
+// readable past their last channel, with `avail` elements readable from the
+// start of the last row a pass reads.
+template <int M>
+int safeColumns(std::int32_t* const (&o)[M], int n, int ch, std::int64_t avail) {
+    for (int i = 0; i < n; ++i)
+        for (int k = 0; k < M; ++k)
+            if (std::int64_t{o[k][i]} + ch + kReadSlack > avail) return i;
+    return n;
+}
+
+// An element offset of column s, which lies inside the image's row.
+inline std::int32_t offsetOf(int s, int sPix) {
+    return static_cast<std::int32_t>(std::int64_t{s} * sPix);
+}
+
+bool columns(const LinearPos* xp, const Shape& s, std::int64_t avail, Scratch& scratch,
+             LinearColumns* out) {
+    std::int32_t* o[2] = {scratch.take<std::int32_t>(s.cols), scratch.take<std::int32_t>(s.cols)};
+    double* f = scratch.take<double>(s.cols);
+    if (!scratch.ok()) return false;
+    for (int i = 0; i < s.cols; ++i) {
+        o[0][i] = offsetOf(xp[i].s0, s.sPix);
+        o[1][i] = offsetOf(xp[i].s1, s.sPix);
+        f[i] = xp[i].f;
+    }
+    *out = {o[0], o[1], f, s.cols, safeColumns(o, s.cols, s.ch, avail)};
+    return true;
+}
+
+bool columns(const CubicPos* xp, const Shape& s, std::int64_t avail, Scratch& scratch,
+             CubicColumns* out) {
+    std::int32_t* o[4];
+    for (auto& p : o) p = scratch.take<std::int32_t>(s.cols);
+    double* c[3];
+    for (auto& p : c) p = scratch.take<double>(s.cols);
+    if (!scratch.ok()) return false;
+    for (int i = 0; i < s.cols; ++i) {
+        for (int k = 0; k < 4; ++k) o[k][i] = offsetOf(xp[i].s[k], s.sPix);
+        c[0][i] = xp[i].c1;
+        c[1][i] = xp[i].c2;
+        c[2][i] = xp[i].c3;
+    }
+    const int safe = safeColumns(o, s.cols, s.ch, avail);
+    *out = {{o[0], o[1], o[2], o[3]}, c[0], c[1], c[2], s.cols, safe};
+    return true;
+}
+
+// The last source row a linear or cubic pass reads, relative to the ROI.
+int lastRow(const LinearPos* yp, int n) {
+    int r = INT_MIN;
+    for (int j = 0; j < n; ++j) r = std::max({r, yp[j].s0, yp[j].s1});
+    return r;
+}
+int lastRow(const CubicPos* yp, int n) {
+    int r = INT_MIN;
+    for (int j = 0; j < n; ++j) r = std::max({r, yp[j].s[0], yp[j].s[1], yp[j].s[2], yp[j].s[3]});
+    return r;
+}
+
+// The byte table of nearest neighbour for samples of `size` bytes, with
+// `availBytes` readable from the start of the last row a pass reads; false
+// where rows are too long for it.
+bool nearestColumns(const int* xs, const Shape& s, int size, std::int64_t availBytes,
+                    Scratch& scratch, NearestColumns* out) {
+    const std::int64_t total = std::int64_t{s.cols} * s.ch * size;
+    if (total > INT_MAX / 2) return false;
+    const int bytes = static_cast<int>(total), groups = bytes / kNearestGroup;
+    std::int32_t* src = scratch.take<std::int32_t>(bytes);
+    std::int32_t* base = scratch.take<std::int32_t>(std::max(groups, 1));
+    std::uint8_t* pick = scratch.take<std::uint8_t>(std::max(groups, 1) * kNearestGroup);
+    if (!scratch.ok()) return false;
+    for (int k = 0; k < bytes; ++k) {
+        const int v = k / size, i = v / s.ch, c = v % s.ch;
+        src[k] = (offsetOf(xs[i], s.sPix) + c) * size + k % size;
+    }
+    int safe = groups;
+    for (int g = 0; g < groups; ++g) {
+        const std::int32_t* at = src + g * kNearestGroup;
+        const std::int32_t lo = *std::min_element(at, at + kNearestGroup);
+        const std::int32_t hi = *std::max_element(at, at + kNearestGroup);
+        const bool fits = hi - lo < kNearestGroup;
+        base[g] = fits ? lo : kNoWindow;
+        for (int k = 0; k < kNearestGroup; ++k)
+            pick[g * kNearestGroup + k] = static_cast<std::uint8_t>(fits ? at[k] - lo : 0);
+        if (safe == groups && fits && std::int64_t{lo} + kNearestGroup > availBytes) safe = g;
+    }
+    *out = {src, base, pick, bytes, safe};
+    return true;
+}
+
+// A weight in quarters: m for f = m / 4 with 0 <= m < 8, else -1.
+int quarters(double f) {
+    const double q = f * 4;
+    if (!(q >= 0 && q < 8)) return -1;
+    const int m = static_cast<int>(q);
+    return m == q ? m : -1;
+}
+
+// 8-bit linear zoom with the integer kernels: where the level has them, every
+// column and row weight is a quarter below 2, and the samples of every group
+// of values lie within a window. True when it ran (or its scratch failed),
+// false when the double kernels are to run instead.
+template <class EachPass>
+bool byQuarters(const Shape& s, const LinearPos* xp, const LinearPos* yp, std::int64_t avail,
+                std::uint8_t* made, Scratch& scratch, EachPass&& eachPass) {
+    const ZoomKernels& k = zoomKernels();
+    // Rows longer than the float buffers can hold are left to the double path.
+    if (!k.quarterH || std::int64_t{s.cols} * s.ch > INT_MAX / 4) return false;
+    for (int j = 0; j < s.rows; ++j)
+        if (quarters(yp[j].f) < 0) return false;
+    for (int i = 0; i < s.cols; ++i)
+        if (quarters(xp[i].f) < 0) return false;
+    const int n = s.cols * s.ch, groups = (n + kQuarterGroup - 1) / kQuarterGroup;
+    std::int32_t* base = scratch.take<std::int32_t>(groups);
+    std::uint8_t* pick = scratch.take<std::uint8_t>(std::int64_t{groups} * 2 * kQuarterGroup);
+    std::int16_t* m = scratch.take<std::int16_t>(n);
+    RowBuffers<2, std::int16_t> buf;
+    for (std::int16_t*& r : buf.row) r = scratch.take<std::int16_t>(n);
+    if (!scratch.ok()) return true;
+    int safe = groups;
+    for (int g = 0; g < groups; ++g) {
+        std::int32_t o[2][kQuarterGroup] = {};
+        const int count = std::min(kQuarterGroup, n - g * kQuarterGroup);
+        std::int32_t lo = INT32_MAX, hi = INT32_MIN;
+        for (int e = 0; e < count; ++e) {
+            const int v = g * kQuarterGroup + e, i = v / s.ch, c = v % s.ch;
+            o[0][e] = offsetOf(xp[i].s0, s.sPix) + c;
+            o[1][e] = offsetOf(xp[i].s1, s.sPix) + c;
+            lo = std::min({lo, o[0][e], o[1][e]});
+            hi = std::max({hi, o[0][e], o[1][e]});
+            m[v] = static_cast<std::int16_t>(quarters(xp[i].f));
+        }
+        if (hi - lo >= kQuarterWindow) return false;
+        base[g] = lo;
+        for (int e = 0; e < kQuarterGroup; ++e) {
+            std::uint8_t* at = pick + g * 2 * kQuarterGroup + e;
+            at[0] = static_cast<std::uint8_t>(e < count ? o[0][e] - lo : 0);
+            at[kQuarterGroup] = static_cast<std::uint8_t>(e < count ? o[1][e] - lo : 0);
+        }
+        if (safe == groups && std::int64_t{lo} + kQuarterWindow > avail) safe = g;
+    }
+    const QuarterColumns xc{base, pick, m, n, safe};
+    withChannels(s.ch, [&](auto ch) {
+        eachPass([&](const View<std::uint8_t>& v) {
+            RowBuffers<2, std::int16_t> rows = buf;  // each pass starts afresh
+            for (int j = 0; j < s.rows; ++j) {
+                const LinearPos& y = yp[j];
+                rows.advance(y.at, [&](int r, std::int16_t* h) {
+                    k.quarterH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, h);
+                });
+                std::uint8_t* d = v.dst + j * v.dStride;
+                k.quarterV(rows.row[0], rows.row[1], quarters(y.f), made ? made : d, n);
+                if (made) spread<std::uint8_t, decltype(ch)::value>(made, d, s);
+            }
+        });
+    });
+    return true;
+}
+
+// Linear or cubic: positions of both axes, the column tables, N row buffers
+// of `bufferCols` floats (and a row of samples where pixels have more
+// channels than are made), then every pass. `availFrom(r)` is the number of
+// elements readable from the start of source row r of the last pass.
+template <class T, class Pos, class Columns, int N, class Avail, class EachPass>
 void separable(const Job& job, const Shape& shape, Scratch& scratch, std::int64_t bufferCols,
-               EachPass&& eachPass) {
+               Avail&& availFrom, EachPass&& eachPass) {
     Pos* xp = scratch.take<Pos>(shape.cols);
     Pos* yp = scratch.take<Pos>(shape.rows);
-    RowBuffers<N> buf;
-    for (float*& r : buf.row) r = scratch.take<float>(bufferCols);
+    T* made = shape.ch != shape.dPix ? scratch.take<T>(bufferCols) : nullptr;
     if (!scratch.ok()) return;
     positions(job.ax, xp);
     positions(job.ay, yp);
+    const std::int64_t avail = availFrom(lastRow(yp, shape.rows));
+    if constexpr (std::is_same_v<Pos, LinearPos> && std::is_same_v<T, std::uint8_t>) {
+        if (byQuarters(shape, xp, yp, avail, made, scratch, eachPass)) return;
+    }
+    RowBuffers<N> buf;
+    for (float*& r : buf.row) r = scratch.take<float>(bufferCols + kRowSlack);
+    Columns xc;
+    if (!scratch.ok() || !columns(xp, shape, avail, scratch, &xc)) return;
+    const ZoomRows<T>& kernels = rowsOf<T>(zoomKernels());
     withChannels(shape.ch, [&](auto ch) {
-        eachPass([&](const View<T>& v) { pass<T, decltype(ch)::value>(v, shape, xp, yp, buf); });
+        eachPass([&](const View<T>& v) {
+            pass<T, decltype(ch)::value>(v, shape, xc, yp, buf, made, kernels);
+        });
     });
 }
 
@@ -417,6 +479,15 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     const std::ptrdiff_t stagedStride = static_cast<std::ptrdiff_t>(shape.cols) * shape.ch;
     const std::int64_t bufferCols = std::int64_t{shape.cols} * shape.ch;
 
+    // The source buffer ends with its last plane's last row (or earlier, by
+    // its data size).
+    const std::int64_t sBytes =
+        std::min<std::int64_t>(src->dataSize, imageStride(src) * src->height * planeCount(src));
+    const T* sEnd = reinterpret_cast<const T*>(src->imageData) + sBytes / std::int64_t{sizeof(T)};
+    auto availFrom = [&](int row) -> std::int64_t {
+        return (sEnd - sBase) - std::int64_t{passes - 1} * sPlane - std::int64_t{row} * sStride;
+    };
+
     auto eachPass = [&](auto&& kernel) {
         for (int p = 0; p < passes; ++p) {
             const View<T> v{sBase + p * sPlane, sStride, overlap ? staged : dBase + p * dPlane,
@@ -427,10 +498,12 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
 
     switch (job.interpolate) {
         case VSK_INTER_LINEAR:
-            separable<T, LinearPos, 2>(job, shape, scratch, bufferCols, eachPass);
+            separable<T, LinearPos, LinearColumns, 2>(job, shape, scratch, bufferCols, availFrom,
+                                                      eachPass);
             break;
         case VSK_INTER_CUBIC:
-            separable<T, CubicPos, 4>(job, shape, scratch, bufferCols, eachPass);
+            separable<T, CubicPos, CubicColumns, 4>(job, shape, scratch, bufferCols, availFrom,
+                                                    eachPass);
             break;
         default: {
             int* xs = scratch.take<int>(shape.cols);
@@ -438,8 +511,19 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
             if (!scratch.ok()) return;
             nearestPositions(job.ax, xs);
             nearestPositions(job.ay, ys);
+            // Whole rows of the selected channels go through the byte shuffles.
+            Shuffled shuffled{zoomKernels().nearest, {}};
+            const bool shuffle =
+                shuffled.row && shape.ch == shape.dPix &&
+                nearestColumns(xs, shape, sizeof(T),
+                               availFrom(*std::max_element(ys, ys + shape.rows)) * sizeof(T),
+                               scratch, &shuffled.columns);
+            if (!scratch.ok()) return;
             withChannels(shape.ch, [&](auto ch) {
-                eachPass([&](const View<T>& v) { nearestPass<T, decltype(ch)::value>(v, shape, xs, ys); });
+                eachPass([&](const View<T>& v) {
+                    nearestPass<T, decltype(ch)::value>(v, shape, xs, ys,
+                                                        shuffle ? &shuffled : nullptr);
+                });
             });
             break;
         }
@@ -474,13 +558,7 @@ void zoomBits(const VskImage* src, const VskImage* dst, const Job& job) {
     for (int j = 0; j < job.d.rows; ++j) {
         const std::uint8_t* s = sRows + ys[j] * sStride;
         std::uint8_t* d = dRows + j * dStride;
-        for (int i = 0; i < job.d.cols; ++i) {
-            const int sb = job.s.x + xs[i];
-            const int db = job.d.x + i;
-            const unsigned bit = (s[sb >> 3] >> (7 - (sb & 7))) & 1u;
-            const unsigned mask = 0x80u >> (db & 7);
-            d[db >> 3] = static_cast<std::uint8_t>((d[db >> 3] & ~mask) | ((0u - bit) & mask));
-        }
+        for (int i = 0; i < job.d.cols; ++i) putBit(d, job.d.x + i, getBit(s, job.s.x + xs[i]));
     }
 }
 
@@ -499,8 +577,8 @@ int clampSize(int d, int s, double inv) {
 void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yInv,
                int interpolate, double xStart, double yStart) {
     Job job;
-    job.s = rectOf(src);
-    job.d = rectOf(dst);
+    job.s = roiCut(src);
+    job.d = roiCut(dst);
     job.sc = channelsOf(src, src->nChannels);
     // Deliberately, a destination without ROI takes the source's count.
     job.dc = channelsOf(dst, src->nChannels);
@@ -509,23 +587,27 @@ void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yIn
         return;
     job.d.cols = clampSize(job.d.cols, job.s.cols, xInv);
     job.d.rows = clampSize(job.d.rows, job.s.rows, yInv);
-    // Buffers that no longer match their headers: source rows past the end
-    // are not sampled (the last one inside stands in), destination rows past
-    // it are not written.
-    const bool plane = src->dataOrder == VSK_DATA_ORDER_PLANE;
-    const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
-    const int srcRows = rowsInBuffer(src, plane ? job.sc.start + passes - 1 : 0);
-    job.d.rows = std::min(job.d.rows, rowsInBuffer(dst, plane ? job.dc.start + passes - 1 : 0) - job.d.y);
-    if (job.d.cols <= 0 || job.d.rows <= 0 || srcRows <= job.s.y) return;
-    job.ax = {job.d.cols, xInv, xStart, job.s.x, src->width};
-    job.ay = {job.d.rows, yInv, yStart, job.s.y, srcRows};
+    if (job.d.cols <= 0 || job.d.rows <= 0) return;
     job.interpolate = interpolate;
-    switch (src->depth) {
-        case VSK_1U: zoomBits(src, dst, job); break;
-        case VSK_8U: zoomSamples<std::uint8_t>(src, dst, job); break;
-        case VSK_16U: zoomSamples<std::uint16_t>(src, dst, job); break;
-        default: break;  // deliberately no kernel and no report for the other depths
-    }
+    // Deliberately no kernel and no report for the other depths.
+    dispatchDepth<Depths<Bit, std::uint8_t, std::uint16_t>>(src->depth, [&](auto t) {
+        using T = decltype(t);
+        // Buffers that no longer match their headers: source rows past the
+        // end are not sampled (the last one inside stands in), destination
+        // rows past it are not written.
+        const bool plane = src->dataOrder == VSK_DATA_ORDER_PLANE;
+        const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
+        const int srcRows = rowsInside(src, plane ? job.sc.start + passes - 1 : 0);
+        job.d.rows =
+            std::min(job.d.rows, rowsInside(dst, plane ? job.dc.start + passes - 1 : 0) - job.d.y);
+        if (job.d.rows <= 0 || srcRows <= job.s.y) return;
+        job.ax = {job.d.cols, xInv, xStart, job.s.x, src->width};
+        job.ay = {job.d.rows, yInv, yStart, job.s.y, srcRows};
+        if constexpr (kIsBit<T>)
+            zoomBits(src, dst, job);
+        else
+            zoomSamples<T>(src, dst, job);
+    });
 }
 
 }  // namespace vsk::zoom

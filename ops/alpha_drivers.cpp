@@ -4,6 +4,9 @@
 #include "alpha_drivers.hpp"
 
 #include <algorithm>
+#include <type_traits>
+
+#include "alpha_rows.hpp"
 
 namespace vsk::alpha {
 
@@ -20,6 +23,34 @@ enum class Path {
 // alpha target that is also an alpha source) reads its old values only.
 constexpr int kChunk = 512;
 
+// Interleaved pixels of four channels with their alphas last: one pass per
+// row. 8-bit rows take the table's kernels (written around the caches when
+// the destination is large) wherever the destination is a source or apart
+// from both.
+template <class Op, class T, bool Premul, Path P>
+void composeRgba(const CompositeCall& c) {
+    const std::int64_t bytes = std::int64_t{4} * std::int64_t{sizeof(T)} * c.cols;
+    const bool stream = c.rows * bytes >= kStreamBytes;
+    for (int y = 0; y < c.rows; ++y) {
+        const T* A = c.a.lane<const T>(0, y).p;
+        const T* B = c.b.lane<const T>(0, y).p;
+        T* d = c.dst.lane<T>(0, y).p;
+        if constexpr (std::is_same_v<T, std::uint8_t>) {
+            if (apart(d, A, bytes) && apart(d, B, bytes)) {
+                const AlphaRows& rows = alphaRows();
+                const RgbaRow8 row = P == Path::Real ? rows.rgbaDivide[c.op][Premul]
+                                                     : rows.rgba[c.op][Premul];
+                row(A, B, d, c.cols, stream);
+                continue;
+            }
+        }
+        if constexpr (P == Path::Real)
+            rgbaDivideRow<Op, T, Premul, true>(A, B, d, c.cols);
+        else
+            rgbaRow<Op, T, Premul, true>(A, B, d, c.cols);
+    }
+}
+
 template <class Op, class T, bool Premul, bool HasB, Path P>
 void composeRows(const CompositeCall& c) {
     using Colour = std::conditional_t<P == Path::Real, RealColourRule<Op, T, Premul, HasB>,
@@ -27,12 +58,13 @@ void composeRows(const CompositeCall& c) {
     using Alpha =
         std::conditional_t<P == Path::Real, RealAlphaRule<Op, T, HasB>, AlphaRule<Op, T, HasB>>;
     constexpr bool unit = P == Path::Plane;
-    if constexpr (P == Path::Pixel) {
-        if (c.rgba) {
-            for (int y = 0; y < c.rows; ++y)
-                rgbaRow<Op, T, Premul, HasB>(c.a.lane<const T>(0, y).p,
-                                             c.b.lane<const T>(0, y).p, c.dst.lane<T>(0, y).p,
-                                             c.cols);
+    // 8-bit contiguous lanes take the table's kernels.
+    constexpr bool table = unit && std::is_same_v<T, std::uint8_t>;
+    // The interleaved pass always has B's own alpha. The dividing pass at
+    // 16 bits keeps the channel-by-channel rows.
+    if constexpr (HasB && P != Path::Plane) {
+        if (c.rgba && (P == Path::Pixel || std::is_same_v<T, std::uint8_t>)) {
+            composeRgba<Op, T, Premul, P>(c);
             return;
         }
     }
@@ -45,10 +77,26 @@ void composeRows(const CompositeCall& c) {
         const Lane<const T> b = HasB ? c.alphaB.lane<const T>(0, y) : a;
         for (int x = 0; x < c.cols; x += kChunk) {
             const int n = std::min(kChunk, c.cols - x);
-            if (c.hasTarget) zipRow<unit>(Alpha{}, heldOut, n, a.at(x), b.at(x));
-            for (int k = 0; k < c.colours; ++k)
-                zipRow<unit>(Colour{}, c.dst.lane<T>(k, y).at(x), n, c.a.lane<const T>(k, y).at(x),
-                             a.at(x), c.b.lane<const T>(k, y).at(x), b.at(x));
+            if (c.hasTarget) {
+                if constexpr (table)
+                    alphaRows().alpha[c.op][HasB](a.p + x, b.p + x, held, n);
+                else
+                    zipRow<unit>(Alpha{}, heldOut, n, a.at(x), b.at(x));
+            }
+            for (int k = 0; k < c.colours; ++k) {
+                const Lane<T> d = c.dst.lane<T>(k, y).at(x);
+                const Lane<const T> A = c.a.lane<const T>(k, y).at(x);
+                const Lane<const T> B = c.b.lane<const T>(k, y).at(x);
+                if constexpr (table) {
+                    const std::int64_t bytes = n;
+                    if (apart(d.p, A.p, bytes) && apart(d.p, B.p, bytes) &&
+                        apart(d.p, a.p + x, bytes) && apart(d.p, b.p + x, bytes)) {
+                        alphaRows().colour[c.op][Premul][HasB](A.p, a.p + x, B.p, b.p + x, d.p, n);
+                        continue;
+                    }
+                }
+                zipRow<unit>(Colour{}, d, n, A, a.at(x), B, b.at(x));
+            }
             if (c.hasTarget) zipRow<unit>(CopyRule{}, c.target.lane<T>(0, y).at(x), n, heldIn);
         }
     }
@@ -130,14 +178,22 @@ void dispatch(const Selector* const* table, const CompositeCall& c) {
 template <class T>
 void multiplyRows(const MultiplyCall& c) {
     const bool unit = c.x.step == 1 && c.y.step == 1 && c.d.step == 1;
+    const std::int64_t bytes = c.cols;
     for (int y = 0; y < c.rows; ++y) {
         for (int k = 0; k < c.channels; ++k) {
             const Lane<T> d = c.d.lane<T>(k, y);
             const Lane<const T> x = c.x.lane<const T>(k, y), v = c.y.lane<const T>(k, y);
-            if (unit)
-                zipRow<true>(MulRule<T>{}, d, c.cols, x, v);
-            else
+            if (!unit) {
                 zipRow<false>(MulRule<T>{}, d, c.cols, x, v);
+                continue;
+            }
+            if constexpr (std::is_same_v<T, std::uint8_t>) {
+                if (apart(d.p, x.p, bytes) && apart(d.p, v.p, bytes)) {
+                    alphaRows().multiply(x.p, v.p, d.p, c.cols);
+                    continue;
+                }
+            }
+            zipRow<true>(MulRule<T>{}, d, c.cols, x, v);
         }
     }
 }

@@ -2,9 +2,9 @@
 #include "alpha_engine.hpp"
 
 #include <algorithm>
-#include <cstring>
 
 #include "tiles.hpp"
+#include "view.hpp"
 
 namespace vsk::alpha {
 
@@ -18,7 +18,7 @@ Layout layoutOf(const VskImage* image) {
     const std::int64_t stride = imageStride(image);
     const int bytes = depthBytes(image->depth);
     const bool plane = image->dataOrder == VSK_DATA_ORDER_PLANE;
-    const int step = plane ? 1 : image->nChannels;
+    const int step = pixelPitch(image);
     Layout l;
     l.origin = image->imageData + roiY(image) * stride +
                static_cast<std::int64_t>(roiX(image)) * bytes * step;
@@ -50,59 +50,13 @@ namespace {
 
 constexpr const char* kTileFault = "ERROR in Tiling callBack";
 
-// Gives `data` the header of a buffered image of width x height shaped like
-// `like` (channels, depth, order, alignment), with its own ROI.
-void describe(VskImage& out, VskROI& roi, const VskImage* like, char* data, int width,
-              int height) {
-    std::memcpy(&out, like, sizeof out);
-    out.width = width;
-    out.height = height;
-    out.imageData = data;
-    out.tileInfo = nullptr;
-    out.dataBlock = nullptr;
-    out.maskImage = nullptr;
-    const std::int64_t step =
-        rowBytes(like->dataOrder, like->depth, like->align, like->nChannels, width);
-    out.widthStep = static_cast<int>(step);
-    out.dataSize = static_cast<int>(step * height * planeCount(like));
-    out.roi = &roi;
-}
-
-// One buffer of an image's shape: its data, row stride and plane size.
-struct Buffer {
-    char* data;
-    std::int64_t stride, plane;
-};
-
-Buffer bufferOf(const VskImage* image, char* data, int width, int height) {
-    const std::int64_t stride =
-        rowBytes(image->dataOrder, image->depth, image->align, image->nChannels, width);
-    return {data, stride, stride * height};
-}
-
-// Copies w x h pixels at (sx, sy) of one buffer to (dx, dy) of another, both
-// shaped like `image`.
-void copyPixels(const VskImage* image, const Buffer& from, int sx, int sy, const Buffer& to,
-                int dx, int dy, int w, int h) {
-    const int bytes = depthBytes(image->depth);
-    const int pixel = image->dataOrder == VSK_DATA_ORDER_PLANE ? bytes : bytes * image->nChannels;
-    const std::size_t length = static_cast<std::size_t>(w) * pixel;
-    for (int p = 0; p < planeCount(image); ++p) {
-        const char* s = from.data + p * from.plane + sy * from.stride +
-                        static_cast<std::int64_t>(sx) * pixel;
-        char* d = to.data + p * to.plane + dy * to.stride + static_cast<std::int64_t>(dx) * pixel;
-        for (int y = 0; y < h; ++y) std::memcpy(d + y * to.stride, s + y * from.stride, length);
-    }
-}
-
 enum class Fetch { Ok, Refused, NoMemory };
 
 // The working state of one image during a block.
 struct Slot {
     VskImage* image = nullptr;
     int mode = VSK_TILE_READ;
-    VskImage header{};
-    VskROI roi{};
+    ImageView view;  // the working header
     // The block in the image's own pixel coordinates and the tiles it covers.
     int x = 0, y = 0, w = 0, h = 0;
     int c0 = 0, r0 = 0, c1 = 0, r1 = 0;
@@ -138,7 +92,7 @@ public:
                 releaseHeld(i);
                 return f;
             }
-            headers_[i] = &slots_[i].header;
+            headers_[i] = slots_[i].view.get();
         }
         return Fetch::Ok;
     }
@@ -166,9 +120,7 @@ private:
         s.h = bh;
         s.gathered = false;
         if (!image->tileInfo) {
-            std::memcpy(&s.header, image, sizeof s.header);
-            s.roi = {coi, s.x, s.y, bh, bw};
-            s.header.roi = &s.roi;
+            s.view.copyOf(image).roi(coi, s.x, s.y, bh, bw);
             return Fetch::Ok;
         }
         const int tw = image->tileInfo->width, th = image->tileInfo->height;
@@ -179,8 +131,7 @@ private:
         if (s.c0 == s.c1 && s.r0 == s.r1) {
             s.inPlace = acquireTile(image, s.c0, s.r0, s.mode);
             if (!s.inPlace) return Fetch::Refused;
-            describe(s.header, s.roi, image, static_cast<char*>(s.inPlace), tw, th);
-            s.roi = {coi, s.x - s.c0 * tw, s.y - s.r0 * th, bh, bw};
+            s.view.overTile(image, s.inPlace).roi(coi, s.x - s.c0 * tw, s.y - s.r0 * th, bh, bw);
             return Fetch::Ok;
         }
         if (!s.buffer) {
@@ -193,53 +144,21 @@ private:
             s.bufferWidth = maxWidth_;
             s.bufferHeight = maxHeight_;
         }
-        describe(s.header, s.roi, image, s.buffer, s.bufferWidth, s.bufferHeight);
-        s.roi = {coi, 0, 0, bh, bw};
+        s.view.over(image, s.buffer, s.bufferWidth, s.bufferHeight).roi(coi, 0, 0, bh, bw);
         s.gathered = true;
-        const bool ok = forEachTile(s, s.mode, [](const Slot& slot, const Buffer& tile,
-                                                  const Buffer& block, int tx, int ty, int dx,
-                                                  int dy, int w, int h) {
-            copyPixels(slot.image, tile, tx, ty, block, dx, dy, w, h);
-        });
+        const bool ok = gatherTiles(image, s.x, s.y, s.x + bw, s.y + bh, blockPixels(s), s.mode,
+                                    TileHold::Each);
         return ok ? Fetch::Ok : Fetch::Refused;
     }
 
+    // A gathered block goes back into every tile it came from that is
+    // handed out again.
     void scatter(Slot& s) {
-        if (!forEachTile(s, VSK_TILE_WRITE,
-                         [](const Slot& slot, const Buffer& tile, const Buffer& block, int tx,
-                            int ty, int dx, int dy, int w, int h) {
-                             copyPixels(slot.image, block, dx, dy, tile, tx, ty, w, h);
-                         },
-                         true))
-            failed_ = true;
+        if (!scatterTiles(s.image, s.x, s.y, s.x + s.w, s.y + s.h, blockPixels(s))) failed_ = true;
     }
 
-    // Takes each tile the block covers in turn, hands the overlapping part to
-    // `move` (tile position, block position, size) and gives the tile back.
-    // A refused tile ends the run, or is skipped when `goOn` is set; the
-    // result says whether every tile was handed out.
-    template <class Move>
-    static bool forEachTile(const Slot& s, int mode, Move move, bool goOn = false) {
-        const VskImage* image = s.image;
-        const int tw = image->tileInfo->width, th = image->tileInfo->height;
-        const Buffer block = bufferOf(image, s.buffer, s.bufferWidth, s.bufferHeight);
-        bool all = true;
-        for (int r = s.r0; r <= s.r1; ++r) {
-            for (int c = s.c0; c <= s.c1; ++c) {
-                void* data = acquireTile(image, c, r, mode);
-                if (!data) {
-                    all = false;
-                    if (!goOn) return false;
-                    continue;
-                }
-                const int x0 = std::max(s.x, c * tw), x1 = std::min(s.x + s.w, (c + 1) * tw);
-                const int y0 = std::max(s.y, r * th), y1 = std::min(s.y + s.h, (r + 1) * th);
-                move(s, bufferOf(image, static_cast<char*>(data), tw, th), block, x0 - c * tw,
-                     y0 - r * th, x0 - s.x, y0 - s.y, x1 - x0, y1 - y0);
-                releaseTile(image, c, r, data);
-            }
-        }
-        return all;
+    static Pixels blockPixels(const Slot& s) {
+        return pixelsOf(s.image, s.buffer, s.bufferWidth, s.bufferHeight);
     }
 
     // Gives back the in-place tiles of the first `n` slots.
@@ -277,17 +196,6 @@ bool runBlock(BlockContext& context, int bx, int by, int bw, int bh, const Site&
     return true;
 }
 
-// Start and length of block `index` along one axis: the first block ends at
-// the reference grid's next tile boundary, the others are whole tiles, the
-// last is cut at the common size.
-bool nextBlock(int& start, int& length, int total, int tile, int offset) {
-    start += length;
-    if (start >= total) return false;
-    length = start == 0 ? tile - offset % tile : tile;
-    length = std::min(length, total - start);
-    return true;
-}
-
 // The rows of a block of `cols` columns whose samples, in every channel of
 // every image, lie inside the image's buffer: all of them, unless a header no
 // longer matches its buffer, whose rows past the end are not processed.
@@ -298,8 +206,8 @@ int rowsInside(VskImage* const* images, int count, int rows, int cols) {
         const bool plane = image->dataOrder == VSK_DATA_ORDER_PLANE;
         const std::int64_t reach = (plane ? (image->nChannels - 1) * l.channelBytes : 0) +
                                    std::int64_t{cols} * l.step * depthBytes(image->depth);
-        const std::int64_t room = image->dataSize - (l.origin - image->imageData) - reach;
-        rows = room < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(rows, room / l.rowBytes + 1));
+        rows = static_cast<int>(
+            vsk::rowsInside(image->dataSize - (l.origin - image->imageData), reach, l.rowBytes, rows));
     }
     return rows;
 }
@@ -335,10 +243,18 @@ void runBlocks(const BlockSet& set, const Extent& size, const int* tilePoint, co
         const int bw = static_cast<int>(std::min<std::int64_t>(x0 + tw, size.cols)) - bx;
         const int bh = static_cast<int>(std::min<std::int64_t>(y0 + th, size.rows)) - by;
         if (!runBlock(blocks, bx, by, bw, bh, site, lines.single, run)) return;
-    } else {
-        for (int by = 0, bh = 0; nextBlock(by, bh, size.rows, th, oy);)
-            for (int bx = 0, bw = 0; nextBlock(bx, bw, size.cols, tw, ox);)
-                if (!runBlock(blocks, bx, by, bw, bh, site, lines.walk, run)) return;
+    } else if (size.rows > 0 && size.cols > 0) {
+        // Blocks are the parts of the reference's tiles: the first ends at
+        // its grid's next tile boundary, the last is cut at the common size.
+        const TileRange grid = tileRange(ox, oy, size.rows, size.cols, tw, th);
+        for (int i = 0; i < grid.nr; ++i) {
+            const Span y = grid.rowSpan(i);
+            for (int j = 0; j < grid.nc; ++j) {
+                const Span x = grid.colSpan(j);
+                if (!runBlock(blocks, x.offset, y.offset, x.size, y.size, site, lines.walk, run))
+                    return;
+            }
+        }
     }
     if (blocks.failed()) report(site, lines.release, kTileFault, VSK_STATUS_UNKNOWN);
 }

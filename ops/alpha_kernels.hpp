@@ -1,7 +1,7 @@
 // Compositing arithmetic: the scaled product, the six compositing operators
-// written once over an arithmetic policy, and the row kernels that apply a
-// per-sample rule along strided or contiguous rows (with an SSE2 body for
-// contiguous 8-bit rows and for interleaved RGBA rows).
+// written once over an arithmetic policy (scalar here; the vector kernels of
+// alpha_rows_<isa>.cpp give them vector arithmetic), and the scalar row
+// kernels that apply a per-sample rule along strided or contiguous rows.
 #pragma once
 
 #include <bit>
@@ -10,12 +10,7 @@
 #include <limits>
 #include <type_traits>
 
-#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
-#include <emmintrin.h>
-#define VSK_ALPHA_SSE2 1
-#else
-#define VSK_ALPHA_SSE2 0
-#endif
+#include "numeric.hpp"
 
 namespace vsk::alpha {
 
@@ -41,56 +36,14 @@ struct Arith;
 template <class T>
 struct Arith<T, std::uint32_t> {
     using V = std::uint32_t;
-    static constexpr int kBits = 8 * static_cast<int>(sizeof(T));
     static constexpr V kMax = std::numeric_limits<T>::max();
-    static V mul(V x, V y) {
-        const V t = x * y;
-        return ((t >> kBits) + t + 1) >> kBits;
-    }
-    // Twice the scaled product, rounded the same way.
-    static V mul2(V x, V y) {
-        const V t = x * y;
-        return (((t >> kBits) + t + 1) >> (kBits - 1)) & ~V{1};
-    }
+    static V mul(V x, V y) { return scaledProduct<T>(x, y); }
+    // Twice the scaled product.
+    static V mul2(V x, V y) { return 2 * scaledProduct<T>(x, y); }
     static V cap(V x) { return x < kMax ? x : kMax; }
     static V inv(V a) { return kMax - a; }
 };
 
-#if VSK_ALPHA_SSE2
-// Eight 8-bit samples widened to 16-bit lanes. Products of two samples fit
-// (255 * 255 + 255 + 1 < 65536), sums of two samples too.
-struct U16x8 {
-    __m128i v;
-    friend U16x8 operator+(U16x8 a, U16x8 b) { return {_mm_add_epi16(a.v, b.v)}; }
-    friend U16x8 operator-(U16x8 a, U16x8 b) { return {_mm_sub_epi16(a.v, b.v)}; }
-};
-
-// The scaled product here takes the high half of (t + 1) * 257, which is
-// ((t >> 8) + t + 1) >> 8 for every product t of two 8-bit samples; twice
-// the product is the product doubled.
-template <>
-struct Arith<std::uint8_t, U16x8> {
-    using V = U16x8;
-    static V mul(V x, V y) {
-        const __m128i t = _mm_mullo_epi16(x.v, y.v);
-        return {_mm_mulhi_epu16(_mm_add_epi16(t, _mm_set1_epi16(1)), _mm_set1_epi16(257))};
-    }
-    static V mul2(V x, V y) {
-        const __m128i m = mul(x, y).v;
-        return {_mm_add_epi16(m, m)};
-    }
-    static V cap(V x) { return {_mm_min_epi16(x.v, _mm_set1_epi16(255))}; }
-    static V inv(V a) { return {_mm_sub_epi16(_mm_set1_epi16(255), a.v)}; }
-};
-
-inline U16x8 load8(const std::uint8_t* p) {
-    return {_mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)),
-                              _mm_setzero_si128())};
-}
-inline void store8(std::uint8_t* p, U16x8 x) {
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(x.v, x.v));
-}
-#endif
 
 // ---- the operators -----------------------------------------------------------
 //
@@ -256,13 +209,11 @@ struct Real<std::uint16_t> {
     static constexpr F kMax = 65535.0;
 };
 
-// Stores a non-negative value: adding 2^23 and rounding to single precision
-// leaves the nearest integer in the low 23 bits of the representation; the
-// result is then capped at the maximum.
+// Stores a non-negative value rounded to nearest through single precision,
+// capped at the maximum.
 template <class T, class F>
 inline std::uint32_t storeReal(F v) {
-    const float s = static_cast<float>(v + F(8388608.0));
-    const std::uint32_t bits = std::bit_cast<std::uint32_t>(s) & 0x7FFFFFu;
+    const std::uint32_t bits = roundViaSingle(v);
     constexpr std::uint32_t kMax = std::numeric_limits<T>::max();
     return bits < kMax ? bits : kMax;
 }
@@ -308,55 +259,43 @@ struct RealAlphaRule {
 // ---- row kernels -------------------------------------------------------------------
 
 // d[i] = rule(src[i]...) for n samples. Unit: every lane is contiguous, which
-// lets the compiler vectorise, and contiguous 8-bit rows take an SSE2 body of
-// the same rule.
+// lets the compiler vectorise.
 template <bool Unit, class T, class Rule, class... Src>
 inline void zipRow(const Rule& rule, Lane<T> d, int n, Src... src) {
-    int i = 0;
-#if VSK_ALPHA_SSE2
-    if constexpr (Unit && std::is_same_v<T, std::uint8_t> &&
-                  std::is_invocable_v<const Rule&, decltype((void)src, U16x8{})...>) {
-        for (; i + 8 <= n; i += 8) store8(d.p + i, rule(load8(src.p + i)...));
-    }
-#endif
     if constexpr (Unit) {
-        for (; i < n; ++i) d.p[i] = static_cast<T>(rule(std::uint32_t{src.p[i]}...));
+        for (int i = 0; i < n; ++i) d.p[i] = static_cast<T>(rule(std::uint32_t{src.p[i]}...));
     } else {
-        for (; i < n; ++i)
+        for (int i = 0; i < n; ++i)
             d.p[i * d.step] = static_cast<T>(rule(std::uint32_t{src.p[i * src.step]}...));
     }
 }
 
 // Interleaved pixels of four channels, alpha last in A, B and the
 // destination: colours and alpha of each pixel in one pass (B's alpha is its
-// own fourth channel, or the complement of A's). 8-bit rows take SSE2 code.
+// own fourth channel, or the complement of A's).
 template <class Op, class T, bool Premul, bool HasB>
 inline void rgbaRow(const T* A, const T* B, T* d, int n) {
     const ColourRule<Op, T, Premul, HasB> colour;
     const AlphaRule<Op, T, HasB> alpha;
-    int i = 0;
-#if VSK_ALPHA_SSE2
-    if constexpr (std::is_same_v<T, std::uint8_t>) {
-        const __m128i zero = _mm_setzero_si128();
-        const __m128i alphaLanes = _mm_set_epi16(-1, 0, 0, 0, -1, 0, 0, 0);
-        auto half = [&](__m128i a16, __m128i b16) {
-            const U16x8 Av{a16}, Bv{b16};
-            const U16x8 aa{_mm_shufflehi_epi16(_mm_shufflelo_epi16(a16, 0xFF), 0xFF)};
-            const U16x8 bb{_mm_shufflehi_epi16(_mm_shufflelo_epi16(b16, 0xFF), 0xFF)};
-            const __m128i c = colour(Av, aa, Bv, bb).v;
-            const __m128i r = alpha(aa, bb).v;
-            return _mm_or_si128(_mm_andnot_si128(alphaLanes, c), _mm_and_si128(alphaLanes, r));
-        };
-        for (; i + 4 <= n; i += 4) {
-            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(A + 4 * i));
-            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(B + 4 * i));
-            const __m128i lo = half(_mm_unpacklo_epi8(a, zero), _mm_unpacklo_epi8(b, zero));
-            const __m128i hi = half(_mm_unpackhi_epi8(a, zero), _mm_unpackhi_epi8(b, zero));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4 * i), _mm_packus_epi16(lo, hi));
-        }
+    for (int i = 0; i < n; ++i) {
+        const T* pa = A + 4 * i;
+        const T* pb = B + 4 * i;
+        const std::uint32_t a = pa[3], b = pb[3];
+        T out[4];
+        for (int c = 0; c < 3; ++c)
+            out[c] = static_cast<T>(colour(std::uint32_t{pa[c]}, a, std::uint32_t{pb[c]}, b));
+        out[3] = static_cast<T>(alpha(a, b));
+        for (int c = 0; c < 4; ++c) d[4 * i + c] = out[c];
     }
-#endif
-    for (; i < n; ++i) {
+}
+
+// The same pixels composed in floating point, the colours divided by the
+// result alpha.
+template <class Op, class T, bool Premul, bool HasB>
+inline void rgbaDivideRow(const T* A, const T* B, T* d, int n) {
+    const RealColourRule<Op, T, Premul, HasB> colour;
+    const RealAlphaRule<Op, T, HasB> alpha;
+    for (int i = 0; i < n; ++i) {
         const T* pa = A + 4 * i;
         const T* pb = B + 4 * i;
         const std::uint32_t a = pa[3], b = pb[3];

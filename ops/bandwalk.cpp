@@ -35,24 +35,14 @@ struct Operand {
     }
 };
 
-// A working header for one segment: the caller's header with a ROI selecting
-// the segment, or a tile described as a buffered image.
-struct Working {
-    VskImage header;
-    VskROI roi;
-
-    void describe(const Operand& op, int x, int y, int height, int width) {
-        if (op.tiled) {
-            const TileHeader tile(op.image, op.data, op.coi, x % op.tw, y % op.th, height, width);
-            header = tile.header;
-            roi = tile.roi;
-        } else {
-            header = *op.image;
-            roi = {op.coi, x, y, height, width};
-        }
-        header.roi = &roi;
-    }
-};
+// The working header of one operand for a segment: the caller's header with a
+// ROI selecting the segment, or its tile described as a buffered image.
+void describeSegment(ImageView& view, const Operand& op, int x, int y, int height, int width) {
+    if (op.tiled)
+        view.overTile(op.image, op.data).roi(op.coi, x % op.tw, y % op.th, height, width);
+    else
+        view.copyOf(op.image).roi(op.coi, x, y, height, width);
+}
 
 // Restricts the walk to the destination tile `dstTile`: checks that the tile
 // meets the destination rectangle, then clips the rectangles of all operands
@@ -64,20 +54,12 @@ bool clipToDstTile(Operand* ops, int count, const int* dstTile, const BandWalk& 
     const std::int64_t begY = std::int64_t{dstTile[1]} * d.th, endY = begY + d.th;
     const std::int64_t roiBegX = d.x, roiEndX = roiBegX + *cols;
     const std::int64_t roiBegY = d.y, roiEndY = roiBegY + *rows;
-    const struct {
-        bool fails;
-        const char* text;
-    } checks[] = {
-        {begX > roiEndX, "(dTile.begX > dRoi.endX)"},
-        {begY > roiEndY, "(dTile.begY > dRoi.endY)"},
-        {endX < roiBegX, "(dTile.endX < dRoi.begX)"},
-        {endY < roiBegY, "(dTile.endY < dRoi.begY)"},
-    };
-    for (int i = 0; i < 4; ++i)
-        if (checks[i].fails) {
-            report(walk.site, walk.dstTileLines[i], checks[i].text);
-            return false;
-        }
+    const int* line = walk.dstTileLines;
+    if (reportFirst(walk.site, {{begX > roiEndX, line[0], "(dTile.begX > dRoi.endX)"},
+                                {begY > roiEndY, line[1], "(dTile.begY > dRoi.endY)"},
+                                {endX < roiBegX, line[2], "(dTile.endX < dRoi.begX)"},
+                                {endY < roiBegY, line[3], "(dTile.endY < dRoi.begY)"}}))
+        return false;
     const std::int64_t dx = std::max(roiBegX, begX) - roiBegX;
     const std::int64_t dy = std::max(roiBegY, begY) - roiBegY;
     *cols = std::min(roiEndX, endX) - std::max(roiBegX, begX);
@@ -92,9 +74,9 @@ bool clipToDstTile(Operand* ops, int count, const int* dstTile, const BandWalk& 
 
 void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
                SegmentKernel kernel, void* context) {
-    Working working[kMaxOperands];
+    ImageView working[kMaxOperands];
     VskImage* headers[kMaxOperands];
-    for (int i = 0; i < count; ++i) headers[i] = &working[i].header;
+    for (int i = 0; i < count; ++i) headers[i] = working[i].get();
 
     for (int done = 0; done < rows;) {
         int height = rows - done;
@@ -110,8 +92,13 @@ void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
             int width = cols - x;
             for (int i = 0; i < count; ++i)
                 if (ops[i].tiled) width = std::min(width, ops[i].tw - (ops[i].x + x) % ops[i].tw);
-            for (int i = 0; i < count; ++i)
-                working[i].describe(ops[i], ops[i].x + x, ops[i].y + done, height, width);
+            for (int i = 0; i < count; ++i) {
+                describeSegment(working[i], ops[i], ops[i].x + x, ops[i].y + done, height, width);
+                // The next segment of a buffered operand, at most as wide as this one.
+                if (!ops[i].tiled && x + width < cols)
+                    prefetchRect(ops[i].image, std::int64_t{ops[i].x} + x + width, ops[i].y + done,
+                                 std::min(width, cols - x - width), height);
+            }
             kernel(context, headers);
             x += width;
             if (x >= cols) break;

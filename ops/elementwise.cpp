@@ -5,9 +5,6 @@ namespace vsk {
 
 namespace {
 
-// Channels an image contributes: 1 when its ROI selects a channel, else all.
-int channelCount(const VskImage* image) { return roiCoi(image) != 0 ? 1 : image->nChannels; }
-
 // No ROI, or one that starts at the origin, covers the image and keeps every
 // channel (coi 0, or coi 1 of a one-channel image).
 bool coversWholeImage(const VskImage* image) {
@@ -27,27 +24,9 @@ bool selectsChannel(const VskImage* image) { return roiCoi(image) != 0 && image-
 
 }  // namespace
 
-bool failsOperandChecks(VskImage* const* images, int count, const int* headerLines,
-                        const SourceChecks* sources, const Site& site) {
+bool reportBadHeaders(VskImage* const* images, int count, const int* lines, const Site& site) {
     for (int i = 0; i < count; ++i)
-        if (reportBadHeader(images[i], site, headerLines[i])) return true;
-    const VskImage* dst = images[count - 1];
-    const int nSources = count - 1;
-    for (int i = 0; i < nSources; ++i)
-        if (images[i]->depth != dst->depth) {
-            report(site, sources[i].depthLine, sources[i].depthText);
-            return true;
-        }
-    for (int i = 0; i < nSources; ++i)
-        if (images[i]->dataOrder != dst->dataOrder) {
-            report(site, sources[i].orderLine, sources[i].orderText);
-            return true;
-        }
-    for (int i = 0; i < nSources; ++i)
-        if (channelCount(images[i]) != channelCount(dst)) {
-            report(site, sources[i].channelsLine, sources[i].channelsText);
-            return true;
-        }
+        if (reportBadHeader(images[i], site, lines[i])) return true;
     return false;
 }
 

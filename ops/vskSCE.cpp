@@ -2,10 +2,12 @@
 // images.
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include "bitrun.hpp"
+#include "element_rows.hpp"
+#include "numeric.hpp"
 #include "tiles.hpp"
+#include "view.hpp"
 
 namespace {
 
@@ -42,14 +44,11 @@ struct Lane {
     }
 
     // How many of the first `rows` rows of plane p lie wholly inside the
-    // buffer. A header whose sizes no longer match its buffer (fields changed
-    // after allocation, or a data size that wrapped in 32 bits) is processed
-    // up to the buffer's edge only.
+    // buffer.
     int rowsInside(int p, int rows) const {
         const std::int64_t start = offset + p * plane;
-        const std::int64_t room = std::int64_t{image->dataSize} - start - extent;
-        if (start < 0 || room < 0) return 0;
-        return static_cast<int>(std::min<std::int64_t>(rows, room / step + 1));
+        if (start < 0) return 0;
+        return static_cast<int>(vsk::rowsInside(image->dataSize - start, extent, step, rows));
     }
 
     char* row(int p, int r) const { return image->imageData + offset + p * plane + r * step; }
@@ -134,6 +133,22 @@ void plainTransfer(VskImage* src, VskImage* dst) {
         s.reach(cols, bytes, 1);
         d.reach(cols, bytes, 1);
         const auto n = static_cast<std::size_t>(cols) * bytes;
+        if constexpr (!Swap) {
+            // Rows of the two images that share no byte go through the
+            // table's copy (short rows, as in tiles, in vector blocks).
+            const vsk::CopyRows copy = vsk::elementRows().copy;
+            for (int p = 0; p < planes; ++p) {
+                const int inside = std::min(s.rowsInside(p, rows), d.rowsInside(p, rows));
+                char* from = s.row(p, 0);
+                char* to = d.row(p, 0);
+                if (inside > 0 && vsk::rowsApart(to, d.step, from, s.step, inside,
+                                                 static_cast<std::int64_t>(n)))
+                    copy(from, s.step, to, d.step, inside, static_cast<std::int64_t>(n));
+                else
+                    for (int r = 0; r < inside; ++r) moveBytes<Swap>(s.row(p, r), d.row(p, r), n);
+            }
+            return;
+        }
         eachRow(s, d, planes, rows, [&](char* a, char* b) { moveBytes<Swap>(a, b, n); });
         return;
     }
@@ -146,11 +161,8 @@ void plainTransfer(VskImage* src, VskImage* dst) {
     auto run = [&](auto kernel) {
         eachRow(s, d, planes, rows, [&](char* a, char* b) { kernel(a, ss, b, ds, cols); });
     };
-    switch (bytes) {
-        case 1: run(moveChannel<Swap, 1>); break;
-        case 2: run(moveChannel<Swap, 2>); break;
-        default: run(moveChannel<Swap, 4>); break;
-    }
+    // Values move unchanged: one kernel per element size.
+    vsk::dispatchDepth(src->depth, [&](auto t) { run(moveChannel<Swap, sizeof(t)>); });
 }
 
 // ---- copy and exchange ---------------------------------------------------------
@@ -169,28 +181,6 @@ const TransferOp kCopy{{"vskCopy", kFile}, 54, 55, 56, 353, 255, 148, VSK_TILE_R
 // A tiled source is written too, so its tiles are taken for writing.
 const TransferOp kExchange{{"vskExchange", kFile}, 637, 638, 639, 957, 859, 733,
                            VSK_TILE_WRITE, true};
-
-// A buffered image over a rectangle fetched from a tiled image: its header
-// with the rectangle's size, the fetched buffer and no tile record, and a ROI
-// covering it all with the tiled image's channel of interest.
-struct FetchedImage {
-    VskImage header;
-    VskROI roi;
-    FetchedImage(const VskImage* tiled, void* data, int step, int height, int width) {
-        std::memcpy(&header, tiled, sizeof header);
-        header.height = height;
-        header.width = width;
-        header.imageData = static_cast<char*>(data);
-        header.tileInfo = nullptr;
-        // Stride and size describe the fetched buffer itself.
-        header.widthStep = step;
-        header.dataSize = step * height * vsk::planeCount(tiled);
-        header.dataBlock = nullptr;
-        header.maskImage = nullptr;
-        roi = {vsk::roiCoi(tiled), 0, 0, height, width};
-        header.roi = &roi;
-    }
-};
 
 void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dstTile) {
     if (vsk::reportBadHeader(src, op.site, op.srcLine)) return;
@@ -235,14 +225,14 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
     const vsk::TileWalk walk{dst, VSK_TILE_WRITE, op.site, kWriteFailed, op.bothTiledLine, nullptr};
     const int sx = vsk::roiX(src), sy = vsk::roiY(src);
     vsk::walkTiles(walk, range, dstTile, [&](VskImage* tile, const vsk::TilePart& part) {
-        int step = 0;
-        void* data = vskGetRect(src, sx + part.offX, sy + part.offY, part.width, part.height, &step);
-        // A failed fetch ends the call; the destination tile is not released.
-        if (!data || vsk::statusNegative()) {
-            vskFreeAligned(data);
+        // The source part as a buffered image with the source's channel of
+        // interest. A failed fetch ends the call; the destination tile is not
+        // released.
+        vsk::FetchedImage fetched;
+        if (!fetched.fetch(src, sx + part.offX, sy + part.offY, part.width, part.height) ||
+            vsk::statusNegative())
             return false;
-        }
-        FetchedImage fetched(src, data, step, part.height, part.width);
+        fetched.view().roi(vsk::roiCoi(src), 0, 0, part.height, part.width);
         if (op.swap) {
             // The destination part goes into the source first, through the
             // source's own tiled path.
@@ -250,30 +240,50 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
             const vsk::RoiSwap swap(src, &rect);
             transfer(kCopy, tile, src, nullptr);
         }
-        transfer(kCopy, &fetched.header, tile, nullptr);
-        vskFreeAligned(data);
+        transfer(kCopy, fetched.get(), tile, nullptr);
         return true;
     });
 }
 
 // ---- fill ------------------------------------------------------------------------
 
-// The fill value saturated to an element type (32-bit values pass as given).
-template <class T>
-T saturate(int value) {
-    return static_cast<T>(std::clamp<std::int64_t>(value, std::numeric_limits<T>::min(),
-                                                   std::numeric_limits<T>::max()));
-}
-
-// `count` values, `stride` values apart. Adjacent values get a loop of their
-// own, whose fixed step the compiler vectorises.
+// `count` values, `stride` values apart. Adjacent values whose bytes are all
+// alike are one memset; other adjacent values get a loop of their own, whose
+// fixed step the compiler vectorises.
 template <class T>
 void fillValues(char* p, std::int64_t stride, std::int64_t count, T v) {
     if (stride == 1) {
+        unsigned char bytes[sizeof v];
+        std::memcpy(bytes, &v, sizeof v);
+        if (std::all_of(bytes, bytes + sizeof v, [&](unsigned char b) { return b == bytes[0]; })) {
+            std::memset(p, bytes[0], static_cast<std::size_t>(count) * sizeof v);
+            return;
+        }
         for (std::int64_t i = 0; i < count; ++i) std::memcpy(p + i * sizeof v, &v, sizeof v);
         return;
     }
     for (std::int64_t i = 0; i < count; ++i) std::memcpy(p + i * stride * sizeof v, &v, sizeof v);
+}
+
+// Fills the runs of `cols` adjacent values of every row of every plane. Rows
+// that follow one another without padding between them (and planes without a
+// gap) are filled as one run: a single large fill is much faster than one
+// per row. Padding is never written.
+template <class T>
+void fillRuns(const Lane& a, int planes, int rows, std::int64_t cols, T v) {
+    const std::int64_t rowBytes = cols * std::int64_t{sizeof v};
+    if (a.step != rowBytes) {
+        eachRow(a, planes, rows, [&](char* row) { fillValues(row, 1, cols, v); });
+        return;
+    }
+    int inside = rows;
+    for (int p = 0; p < planes; ++p) inside = std::min(inside, a.rowsInside(p, rows));
+    if (inside == rows && (planes == 1 || a.plane == rows * a.step)) {
+        fillValues(a.row(0, 0), 1, planes * std::int64_t{rows} * cols, v);
+        return;
+    }
+    for (int p = 0; p < planes; ++p)
+        fillValues(a.row(p, 0), 1, a.rowsInside(p, rows) * cols, v);
 }
 
 const Site kSet{"vskSet", kFile};
@@ -300,15 +310,12 @@ void plainFill(VskImage* image, int value) {
     const int stride = runs ? 1 : image->nChannels;
     vsk::dispatchDepth(image->depth, [&](auto zero) {
         using T = decltype(zero);
-        const T v = saturate<T>(value);
+        const T v = vsk::saturate<T>(value);  // 32-bit values pass as given
         a.reach(cols, sizeof(T), stride);
-        if (sizeof(T) == 1 && runs) {
-            eachRow(a, planes, rows, [&](char* row) {
-                std::memset(row, static_cast<unsigned char>(v), static_cast<std::size_t>(cols));
-            });
-            return;
-        }
-        eachRow(a, planes, rows, [&](char* row) { fillValues(row, stride, cols, v); });
+        if (runs)
+            fillRuns(a, planes, rows, cols, v);
+        else
+            eachRow(a, planes, rows, [&](char* row) { fillValues(row, stride, cols, v); });
     });
 }
 

@@ -8,8 +8,6 @@ using namespace vsk;
 
 const Site kSite{"vskAddS", "vskadds"};
 const int kHeaderLines[] = {890, 891};
-const SourceChecks kSourceChecks[] = {
-    {kSrcDepthText, 893, kSrcOrderText, 894, kSrcChannelsText, 907}};
 const BandWalk kWalk{kSite,
                      {959, 960, 961, 962},
                      {{VSK_TILE_DATA_TEXTS("srcImage"), {1004, 1044, 1050, 1088}, true},
@@ -37,7 +35,12 @@ extern "C" {
 VSK_API void VSK_CALL tvskAddS(VskImage* srcImage, VskImage* dstImage, int value,
                                const int* dstTile) {
     VskImage* images[] = {srcImage, dstImage};
-    if (failsOperandChecks(images, 2, kHeaderLines, kSourceChecks, kSite)) return;
+    if (reportBadHeaders(images, 2, kHeaderLines, kSite) ||
+        reportFirst(kSite, {{srcImage->depth != dstImage->depth, 893, kSrcDepthText},
+                            {srcImage->dataOrder != dstImage->dataOrder, 894, kSrcOrderText},
+                            {channelCount(srcImage) != channelCount(dstImage), 907,
+                             kSrcChannelsText}}))
+        return;
     runBands(images, 2, dstTile, kWalk, [value](VskImage* const* im) { addKernel(im, value); });
 }
 

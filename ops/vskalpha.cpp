@@ -24,12 +24,6 @@ const Site kMultiplyS{"vskMultiplySScale", kFile};
 
 // ---- checks ------------------------------------------------------------------
 
-// Reports `text` at `line` when `failed` holds.
-bool fails(bool failed, const Site& site, int line, const char* text) {
-    if (failed) vsk::report(site, line, text);
-    return failed;
-}
-
 // The per-image check run; an image that passes adds its size to the
 // common size.
 bool failsRun(const VskImage* image, const char* name, const Site& site, int line,
@@ -74,24 +68,28 @@ const SourceTexts kImage = VSK_SOURCE_TEXTS("image");
 
 #undef VSK_SOURCE_TEXTS
 
-// The image's alpha channel must exist.
-bool failsAlphaChannel(const VskImage* image, const SourceTexts& t, const Site& site, int line) {
-    return fails(image->alphaChannel < 1, site, line, t.alphaBelowOne) ||
-           fails(image->alphaChannel > image->nChannels, site, line, t.alphaAboveChannels);
+// The checks below list their rows in the order they run; rows about one
+// image share its line.
+
+bool alphaNotLast(const VskImage* image) {
+    return image->alphaChannel > 0 && image->alphaChannel != image->nChannels;
 }
 
-bool failsAlphaLast(const VskImage* image, const SourceTexts& t, const Site& site, int line) {
-    return fails(image->alphaChannel > 0 && image->alphaChannel != image->nChannels, site, line,
-                 t.alphaNotLast);
+// The image's alpha channel must exist.
+bool failsAlphaChannel(const VskImage* image, const SourceTexts& t, const Site& site, int line) {
+    return vsk::reportFirst(site, {{image->alphaChannel < 1, line, t.alphaBelowOne},
+                                   {image->alphaChannel > image->nChannels, line,
+                                    t.alphaAboveChannels}});
 }
 
 // A channel of interest on one side needs one on the other.
 bool failsCoiAgreement(const VskImage* src, const VskImage* dst, const SourceTexts& t,
                        const Site& site, int line) {
-    if (!dst->roi) return fails(src->roi && src->roi->coi > 0, site, line, t.coiWithoutDstRoi);
-    if (dst->roi->coi <= 0) return false;
-    return fails(!src->roi, site, line, t.dstCoiWithoutRoi) ||
-           fails(src->roi->coi == 0, site, line, t.dstCoiWithoutCoi);
+    const bool dstCoi = dst->roi && dst->roi->coi > 0;
+    return vsk::reportFirst(
+        site, {{!dst->roi && src->roi && src->roi->coi > 0, line, t.coiWithoutDstRoi},
+               {dstCoi && !src->roi, line, t.dstCoiWithoutRoi},
+               {dstCoi && src->roi && src->roi->coi == 0, line, t.dstCoiWithoutCoi}});
 }
 
 bool allChannels(const VskImage* dst) { return vsk::roiCoi(dst) == 0; }
@@ -104,18 +102,15 @@ int colourChannels(const VskImage* image) {
 // when all channels are processed.
 bool failsChannelAgreement(const VskImage* a, const VskImage* b, const VskImage* dst,
                            const Site& site, int line) {
-    if (failsCoiAgreement(a, dst, kSrcA, site, line) ||
-        failsCoiAgreement(b, dst, kSrcB, site, line) || failsAlphaLast(a, kSrcA, site, line) ||
-        failsAlphaLast(b, kSrcB, site, line) || failsAlphaLast(dst, kDst, site, line))
-        return true;
-    if (!allChannels(dst)) return false;
-    return fails(colourChannels(a) != colourChannels(dst), site, line, kSrcA.colourCount) ||
-           fails(colourChannels(b) != colourChannels(dst), site, line, kSrcB.colourCount);
-}
-
-bool failsDepth(const VskImage* dst, const Site& site, int line) {
-    return fails(dst->depth != 8 && dst->depth != 16, site, line,
-                 "dstImage->depth != 8 && dstImage->depth != 16");
+    const bool all = allChannels(dst);
+    return failsCoiAgreement(a, dst, kSrcA, site, line) ||
+           failsCoiAgreement(b, dst, kSrcB, site, line) ||
+           vsk::reportFirst(
+               site, {{alphaNotLast(a), line, kSrcA.alphaNotLast},
+                      {alphaNotLast(b), line, kSrcB.alphaNotLast},
+                      {alphaNotLast(dst), line, kDst.alphaNotLast},
+                      {all && colourChannels(a) != colourChannels(dst), line, kSrcA.colourCount},
+                      {all && colourChannels(b) != colourChannels(dst), line, kSrcB.colourCount}});
 }
 
 // The checks that open every operation on three images: the image runs of
@@ -124,22 +119,25 @@ bool failsImages(const VskImage* a, const VskImage* b, const VskImage* dst, cons
                  int line, Extent& size) {
     return failsRun(dst, "dstImage", site, line, size) ||
            failsRun(a, "srcImageA", site, line + 1, size) ||
-           failsRun(b, "srcImageB", site, line + 2, size) || failsDepth(dst, site, line + 3) ||
-           fails(a->depth != dst->depth, site, line + 4, kSrcA.depth) ||
-           fails(b->depth != dst->depth, site, line + 5, kSrcB.depth);
+           failsRun(b, "srcImageB", site, line + 2, size) ||
+           vsk::reportFirst(site, {{dst->depth != 8 && dst->depth != 16, line + 3,
+                                    "dstImage->depth != 8 && dstImage->depth != 16"},
+                                   {a->depth != dst->depth, line + 4, kSrcA.depth},
+                                   {b->depth != dst->depth, line + 5, kSrcB.depth}});
 }
 
 bool failsOptions(int compositeType, int premulAlpha, int divideMode, const Site& site,
                   int line) {
-    return fails(compositeType != 0 && compositeType != 1 && compositeType != 2 &&
-                     compositeType != 3 && compositeType != 4 && compositeType != 5,
-                 site, line,
-                 "compositeType != 0 && compositeType != 1 && compositeType != 2 && "
-                 "compositeType != 3 && compositeType != 4 && compositeType != 5") ||
-           fails(premulAlpha != 0 && premulAlpha != 1, site, line + 1,
-                 "premulAlpha != 0 && premulAlpha != 1") ||
-           fails(divideMode != 0 && divideMode != 1, site, line + 2,
-                 "divideMode != 0 && divideMode != 1");
+    return vsk::reportFirst(
+        site, {{compositeType != 0 && compositeType != 1 && compositeType != 2 &&
+                    compositeType != 3 && compositeType != 4 && compositeType != 5,
+                line,
+                "compositeType != 0 && compositeType != 1 && compositeType != 2 && "
+                "compositeType != 3 && compositeType != 4 && compositeType != 5"},
+               {premulAlpha != 0 && premulAlpha != 1, line + 1,
+                "premulAlpha != 0 && premulAlpha != 1"},
+               {divideMode != 0 && divideMode != 1, line + 2,
+                "divideMode != 0 && divideMode != 1"}});
 }
 
 // ---- compositing plans -----------------------------------------------------------
@@ -256,19 +254,20 @@ VSK_API void VSK_CALL tvskAlphaComposite(VskImage* srcImageA, VskImage* srcImage
     if (!alphaImageA) {
         if (failsAlphaChannel(srcImageA, kSrcA, s, 1158)) return;
     } else if (failsRun(alphaImageA, "alphaImageA", s, 1153, size) ||
-               fails(alphaImageA->depth != dstImage->depth, s, 1154, kAlphaA.depth)) {
+               vsk::reportFirst(s,
+                                {{alphaImageA->depth != dstImage->depth, 1154, kAlphaA.depth}})) {
         return;
     }
     if (alphaImageB) {
         if (failsRun(alphaImageB, "alphaImageB", s, 1162, size) ||
-            fails(alphaImageB->depth != dstImage->depth, s, 1163, kAlphaB.depth))
+            vsk::reportFirst(s, {{alphaImageB->depth != dstImage->depth, 1163, kAlphaB.depth}}))
             return;
     } else if (!alphaImageA && failsAlphaChannel(srcImageB, kSrcB, s, 1169)) {
         return;
     }
     if (alphaImageDst &&
         (failsRun(alphaImageDst, "alphaImageDst", s, 1173, size) ||
-         fails(alphaImageDst->depth != dstImage->depth, s, 1174, kAlphaDst.depth) ||
+         vsk::reportFirst(s, {{alphaImageDst->depth != dstImage->depth, 1174, kAlphaDst.depth}}) ||
          failsAlphaChannel(alphaImageDst, kAlphaDst, s, 1175)))
         return;
     if (failsChannelAgreement(srcImageA, srcImageB, dstImage, s, 1180) ||
@@ -307,7 +306,7 @@ VSK_API void VSK_CALL tvskAlphaComposite(VskImage* srcImageA, VskImage* srcImage
                  (!alphaImageA || planeOrder(alphaImageA)) &&
                  (!alphaImageB || planeOrder(alphaImageB)) &&
                  (!targetImage || planeOrder(targetImage));
-    c.rgba = !c.divide && allChannels(dstImage) && targetImage == dstImage &&
+    c.rgba = allChannels(dstImage) && targetImage == dstImage &&
              !alphaImageA && !alphaImageB && interleavedRgba(dstImage) &&
              interleavedRgba(srcImageA) && interleavedRgba(srcImageB);
     runPlan(plan, size, tilePoint, s, {1257, 1293, 1306}, vsk::alpha::composite);
@@ -347,10 +346,12 @@ void VSK_CALL vskPreMultiplyAlpha(VskImage* image, int alpha, const int* tilePoi
     const Site& s = kPreMultiply;
     Extent size;
     if (failsRun(image, "image", s, 856, size) ||
-        fails(image->depth != 8 && image->depth != 16, s, 857,
-              "image->depth != 8 && image->depth != 16") ||
-        failsAlphaLast(image, kImage, s, 858) ||
-        (alpha < 0 && failsAlphaChannel(image, kImage, s, 859)))
+        vsk::reportFirst(s, {{image->depth != 8 && image->depth != 16, 857,
+                              "image->depth != 8 && image->depth != 16"},
+                             {alphaNotLast(image), 858, kImage.alphaNotLast},
+                             {alpha < 0 && image->alphaChannel < 1, 859, kImage.alphaBelowOne},
+                             {alpha < 0 && image->alphaChannel > image->nChannels, 859,
+                              kImage.alphaAboveChannels}}))
         return;
 
     const int bits = vsk::depthBits(image->depth);
@@ -386,11 +387,11 @@ void VSK_CALL vskMultiplyScale(VskImage* srcImageA, VskImage* srcImageB, VskImag
     Extent size;
     if (failsImages(srcImageA, srcImageB, dstImage, s, 726, size) ||
         failsCoiAgreement(srcImageA, dstImage, kSrcA, s, 732) ||
-        failsCoiAgreement(srcImageB, dstImage, kSrcB, s, 733))
-        return;
-    if (allChannels(dstImage) &&
-        (fails(srcImageA->nChannels != dstImage->nChannels, s, 735, kSrcA.channelCount) ||
-         fails(srcImageB->nChannels != dstImage->nChannels, s, 736, kSrcB.channelCount)))
+        failsCoiAgreement(srcImageB, dstImage, kSrcB, s, 733) ||
+        vsk::reportFirst(s, {{allChannels(dstImage) && srcImageA->nChannels != dstImage->nChannels,
+                              735, kSrcA.channelCount},
+                             {allChannels(dstImage) && srcImageB->nChannels != dstImage->nChannels,
+                              736, kSrcB.channelCount}}))
         return;
 
     BlockSet set;
@@ -409,11 +410,13 @@ void VSK_CALL vskMultiplySScale(VskImage* srcImage, VskImage* dstImage, int valu
     const Site& s = kMultiplyS;
     Extent size;
     if (failsRun(dstImage, "dstImage", s, 601, size) ||
-        failsRun(srcImage, "srcImage", s, 602, size) || failsDepth(dstImage, s, 603) ||
-        fails(srcImage->depth != dstImage->depth, s, 604, kSrc.depth) ||
+        failsRun(srcImage, "srcImage", s, 602, size) ||
+        vsk::reportFirst(s, {{dstImage->depth != 8 && dstImage->depth != 16, 603,
+                              "dstImage->depth != 8 && dstImage->depth != 16"},
+                             {srcImage->depth != dstImage->depth, 604, kSrc.depth}}) ||
         failsCoiAgreement(srcImage, dstImage, kSrc, s, 605) ||
-        (allChannels(dstImage) &&
-         fails(srcImage->nChannels != dstImage->nChannels, s, 607, kSrc.channelCount)))
+        vsk::reportFirst(s, {{allChannels(dstImage) && srcImage->nChannels != dstImage->nChannels,
+                              607, kSrc.channelCount}}))
         return;
 
     const int bits = vsk::depthBits(dstImage->depth);

@@ -8,11 +8,6 @@ using namespace vsk;
 
 const Site kSite{"vskAnd", "vskand"};
 const int kHeaderLines[] = {718, 719, 720};
-const SourceChecks kSourceChecks[] = {
-    {"(srcImageA->depth != dstImage->depth)", 722,
-     "(srcImageA->dataOrder != dstImage->dataOrder)", 724, "(nChSrcA != nChDst)", 743},
-    {"(srcImageB->depth != dstImage->depth)", 723,
-     "(srcImageB->dataOrder != dstImage->dataOrder)", 725, "(nChSrcB != nChDst)", 744}};
 // A tiled second source alone does not start the tile walk, deliberately: the
 // kernel then meets a header without a buffer and leaves the destination as
 // it is.
@@ -46,7 +41,20 @@ extern "C" {
 VSK_API void VSK_CALL tvskAnd(VskImage* srcImageA, VskImage* srcImageB, VskImage* dstImage,
                               const int* dstTile) {
     VskImage* images[] = {srcImageA, srcImageB, dstImage};
-    if (failsOperandChecks(images, 3, kHeaderLines, kSourceChecks, kSite)) return;
+    if (reportBadHeaders(images, 3, kHeaderLines, kSite) ||
+        reportFirst(kSite, {{srcImageA->depth != dstImage->depth, 722,
+                             "(srcImageA->depth != dstImage->depth)"},
+                            {srcImageB->depth != dstImage->depth, 723,
+                             "(srcImageB->depth != dstImage->depth)"},
+                            {srcImageA->dataOrder != dstImage->dataOrder, 724,
+                             "(srcImageA->dataOrder != dstImage->dataOrder)"},
+                            {srcImageB->dataOrder != dstImage->dataOrder, 725,
+                             "(srcImageB->dataOrder != dstImage->dataOrder)"},
+                            {channelCount(srcImageA) != channelCount(dstImage), 743,
+                             "(nChSrcA != nChDst)"},
+                            {channelCount(srcImageB) != channelCount(dstImage), 744,
+                             "(nChSrcB != nChDst)"}}))
+        return;
     runBands(images, 3, dstTile, kWalk, [](VskImage* const* im) { andKernel(im); });
 }
 

@@ -8,8 +8,6 @@ using namespace vsk;
 
 const Site kSite{"vskAndS", "vskands"};
 const int kHeaderLines[] = {675, 676};
-const SourceChecks kSourceChecks[] = {
-    {kSrcDepthText, 678, kSrcOrderText, 679, kSrcChannelsText, 692}};
 const BandWalk kWalk{kSite,
                      {746, 747, 748, 749},
                      {{VSK_TILE_DATA_TEXTS("srcImage"), {791, 831, 837, 880}, true},
@@ -39,7 +37,12 @@ extern "C" {
 VSK_API void VSK_CALL tvskAndS(VskImage* srcImage, VskImage* dstImage, unsigned int value,
                                const int* dstTile) {
     VskImage* images[] = {srcImage, dstImage};
-    if (failsOperandChecks(images, 2, kHeaderLines, kSourceChecks, kSite)) return;
+    if (reportBadHeaders(images, 2, kHeaderLines, kSite) ||
+        reportFirst(kSite, {{srcImage->depth != dstImage->depth, 678, kSrcDepthText},
+                            {srcImage->dataOrder != dstImage->dataOrder, 679, kSrcOrderText},
+                            {channelCount(srcImage) != channelCount(dstImage), 692,
+                             kSrcChannelsText}}))
+        return;
     const std::uint32_t mask = widenToWord(dstImage->depth, value);
     runBands(images, 2, dstTile, kWalk, [mask](VskImage* const* im) { andKernel(im, mask); });
 }

@@ -12,8 +12,6 @@ using namespace vsk;
 
 const Site kSite{"vskSubtractS", "vsksubs"};
 const int kHeaderLines[] = {1387, 1388};
-const SourceChecks kSourceChecks[] = {
-    {kSrcDepthText, 1390, kSrcOrderText, 1391, kSrcChannelsText, 1404}};
 const BandWalk kWalk{kSite,
                      {1456, 1457, 1458, 1459},
                      {{VSK_TILE_DATA_TEXTS("srcImage"), {1501, 1541, 1547, 1585}, true},
@@ -24,12 +22,7 @@ const BandWalk kWalk{kSite,
 template <bool Reverse>
 struct SubtractInDouble {
     double v;
-    std::int32_t operator()(std::int32_t s) const {
-        const double d = Reverse ? v - s : s - v;
-        if (d > 2147483647.0) return std::numeric_limits<std::int32_t>::max();
-        if (d < -2147483648.0) return std::numeric_limits<std::int32_t>::min();
-        return static_cast<std::int32_t>(d);
-    }
+    std::int32_t operator()(std::int32_t s) const { return saturateToInt32(Reverse ? v - s : s - v); }
 };
 
 void subtractKernel(VskImage* const* images, int value, bool reverse) {
@@ -72,7 +65,12 @@ extern "C" {
 VSK_API void VSK_CALL tvskSubtractS(VskImage* srcImage, VskImage* dstImage, int value,
                                     int reverse, const int* dstTile) {
     VskImage* images[] = {srcImage, dstImage};
-    if (failsOperandChecks(images, 2, kHeaderLines, kSourceChecks, kSite)) return;
+    if (reportBadHeaders(images, 2, kHeaderLines, kSite) ||
+        reportFirst(kSite, {{srcImage->depth != dstImage->depth, 1390, kSrcDepthText},
+                            {srcImage->dataOrder != dstImage->dataOrder, 1391, kSrcOrderText},
+                            {channelCount(srcImage) != channelCount(dstImage), 1404,
+                             kSrcChannelsText}}))
+        return;
     runBands(images, 2, dstTile, kWalk, [value, reverse](VskImage* const* im) {
         subtractKernel(im, value, reverse != 0);
     });

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <vector>
 #include <string>
 
 #include "support/alpha_support.hpp"
@@ -202,6 +203,29 @@ TEST(AlphaComposite, DestinationMayBeASource) {
             tvskAlphaComposite(A.get(), B.get(), B.get(), 0, nullptr, nullptr, nullptr, 0, 0, nullptr);
             EXPECT_EQ(bytesOf(B.get()), bytesOf(D.get())) << order << " " << width;
         }
+}
+
+TEST(AlphaComposite, DestinationOverlappingASourceGoesPixelByPixel) {
+    // The destination starts one pixel into A's buffer: each pixel is composed
+    // from what A holds when its turn comes, as a pixel-by-pixel pass gives.
+    for (bool divide : {false, true}) {
+        ImagePtr A = image(4, 4, VSK_8U, 0, 1, 41, 3), B = image(4, 4, VSK_8U, 0, 1, 41, 4);
+        ImagePtr D = image(4, 4, VSK_8U, 0, 1, 40, 5);
+        std::vector<std::uint8_t> want = bytesOf(A.get());
+        const Rules rules{8, divide};
+        for (int x = 0; x < 40; ++x) {
+            const i64 a = want[4 * x + 3], b = at(B.get(), x, 0, 3);
+            for (int c = 0; c < 3; ++c)
+                want[4 * x + 4 + c] = static_cast<std::uint8_t>(
+                    rules.colour(0, false, want[4 * x + c], a, at(B.get(), x, 0, c), b));
+            want[4 * x + 7] = static_cast<std::uint8_t>(rules.alpha(0, a, b));
+        }
+        char* own = D->imageData;
+        D->imageData = A->imageData + 4;
+        tvskAlphaComposite(A.get(), B.get(), D.get(), 0, nullptr, nullptr, nullptr, 0, divide, nullptr);
+        D->imageData = own;
+        EXPECT_EQ(bytesOf(A.get()), want) << divide;
+    }
 }
 
 TEST(AlphaComposite, RegionsAtTheBufferEndStayInside) {

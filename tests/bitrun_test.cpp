@@ -28,7 +28,7 @@ const int kCounts[] = {0, 1, 2, 7, 8, 9, 15, 16, 17, 63, 64, 65, 71, 72, 130, 41
 
 }  // namespace
 
-TEST(BitRun, CopyAndSwapBetweenEveryPairOfBitOffsets) {
+TEST(BitRun, CopySwapAndReverseBetweenEveryPairOfBitOffsets) {
     for (int so = 0; so < 8; ++so)
         for (int dof = 0; dof < 8; ++dof)
             for (int count : kCounts) {
@@ -37,14 +37,19 @@ TEST(BitRun, CopyAndSwapBetweenEveryPairOfBitOffsets) {
                 const Bytes src = randomRun(so, count, 7u * so + 1);
                 const Bytes dst = randomRun(dof, count, 13u * dof + 5);
 
-                Bytes wantDst = dst, wantSrc = src;
+                Bytes wantDst = dst, wantSrc = src, wantReversed = dst;
                 for (int i = 0; i < count; ++i) {
                     setAt(wantDst, dof + i, bitAt(src, so + i));
                     setAt(wantSrc, so + i, bitAt(dst, dof + i));
+                    setAt(wantReversed, dof + i, bitAt(src, so + count - 1 - i));
                 }
                 Bytes got = dst, a = src;
                 vsk::copyBits(src.data(), so, got.data(), dof, count);
                 ASSERT_EQ(got, wantDst);
+
+                got = dst;
+                vsk::copyBitsReversed(src.data(), so, got.data(), dof, count);
+                ASSERT_EQ(got, wantReversed);
 
                 got = dst;
                 vsk::swapBits(a.data(), so, got.data(), dof, count);
@@ -63,4 +68,26 @@ TEST(BitRun, FillKeepsTheBitsAroundTheRun) {
                 vsk::fillBits(got.data(), offset, count, value);
                 ASSERT_EQ(got, want) << "bit " << offset << " count " << count << " value " << value;
             }
+}
+
+// The byte kernel of the reversed copy, at every instruction-set level the
+// processor has, against the scalar one; sources hold exactly the bytes read.
+TEST(BitRun, ReversedBytesOfEveryLevelEqualTheScalarKernel) {
+    using vsk::simd::SimdLevel;
+    const auto scalar = vsk::bitRowsFor(SimdLevel::Scalar).reverseBytes;
+    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
+    for (int level = 1; level <= static_cast<int>(best); ++level) {
+        const auto kernel = vsk::bitRowsFor(static_cast<SimdLevel>(level)).reverseBytes;
+        for (int shift = 0; shift < 8; ++shift)
+            for (int count : {1, 7, 8, 15, 16, 17, 31, 32, 33, 63, 64, 65, 100, 517}) {
+                SCOPED_TRACE(testing::Message() << vsk::simd::levelName(static_cast<SimdLevel>(level))
+                                                << " shift " << shift << " count " << count);
+                const Bytes src = randomRun(0, 8 * (count + (shift ? 1 : 0)), 31u * count + shift);
+                const std::uint8_t* last = src.data() + count - 1;
+                Bytes want(count + 2), got(count + 2);
+                scalar(last, shift, want.data() + 1, count);
+                kernel(last, shift, got.data() + 1, count);
+                ASSERT_EQ(got, want);
+            }
+    }
 }

@@ -3,6 +3,7 @@
 // single-precision arithmetic, and the tiled walk with its late releases.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -148,6 +149,34 @@ TEST(Blur, RandomImagesMatchTheModel) {
     EXPECT_TRUE(capture.reports().empty());
 }
 
+// Rows far longer than the stretch the kernel sums at once, in every depth,
+// from sources read in place and beside borders, with and without a
+// channel of interest, into the same or the other data order.
+TEST(Blur, WideRowsMatchTheModel) {
+    const struct {
+        unsigned depth;
+        int n, order, dstOrder, coi, nRows, nCols, ax, ay, border;
+    } cases[] = {
+        {VSK_8U, 3, 0, 0, 0, 5, 5, 2, 2, VSK_BORDER_REPLICATE},
+        {VSK_8S, 4, 0, 1, 0, 3, 7, 6, 0, VSK_BORDER_REFLECT},
+        {VSK_16U, 1, 1, 0, 0, 2, 31, 15, 1, VSK_BORDER_WRAP},
+        {VSK_16S, 3, 1, 1, 2, 4, 3, 1, 3, VSK_BORDER_CONSTANT},
+        {VSK_32S, 3, 0, 0, 0, 3, 9, 4, 1, VSK_BORDER_REFLECT},
+        {VSK_8U, 4, 0, 0, 3, 3, 4, 9, 2, VSK_BORDER_WRAP},  // anchor right of the box
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "depth " << c.depth << " channels " << c.n);
+        GuardedImage src(c.n, c.depth, c.order, 5, 1203), dst(c.n, c.depth, c.dstOrder, 5, 1203);
+        fillSamples(src.get(), c.depth + 1);
+        fillSamples(dst.get(), c.depth + 2);
+        vskSetBorderMode(src.get(), c.border, 15, 77);
+        if (c.coi) setRoi(src.get(), c.coi, 1, 1, 3, 1201);
+        const auto expected = blurModel(src.get(), dst.get(), c.nRows, c.nCols, c.ax, c.ay);
+        tvskBlur(src.get(), dst.get(), c.nRows, c.nCols, c.ax, c.ay, nullptr);
+        EXPECT_EQ(samples(dst.get()), expected);
+    }
+}
+
 TEST(Blur, EdgeCases) {
     // Constant 100 with replicated borders: a 3 x 3 box keeps it, a 5 x 5 box
     // gives 99 (1/25 in single precision is just below 0.04).
@@ -180,7 +209,41 @@ TEST(Blur, EdgeCases) {
     std::int16_t second;
     std::memcpy(&second, d16->imageData + 7, 2);
     EXPECT_EQ(second, 300);
+    // Interior pixels of a constant image keep its value; rows are stored as bytes.
     tvskBlur(s16.get(), d16.get(), 3, 3, 1, 1, nullptr);
+    std::memcpy(&second, d16->imageData + 7 + 2, 2);
+    EXPECT_EQ(second, 300);
+    // A source header grown after allocation: in pixel order its rows past
+    // the buffer read as zeros, like those of a taller image; in either order
+    // the result is the one of the whole fetch that a tiled destination makes.
+    for (int order : {0, 1}) {
+        GuardedImage g(2, VSK_16U, order, 4, 6);
+        fillSamples(g.get(), 9);
+        vskSetBorderMode(g.get(), VSK_BORDER_REFLECT, 15, 0);
+        ImagePtr tall = makeImage(2, VSK_16U, order, 7, 6, 0), want = makeImage(2, VSK_16U, order, 7, 6);
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 6; ++x)
+                for (int c = 0; c < 2; ++c) put(tall.get(), x, y, c, get(g.get(), x, y, c));
+        vskSetBorderMode(tall.get(), VSK_BORDER_REFLECT, 15, 0);
+        tvskBlur(tall.get(), want.get(), 3, 3, 1, 1, nullptr);
+        ImagePtr got = makeImage(2, VSK_16U, order, 7, 6), viaTiles = makeImage(2, VSK_16U, order, 7, 6);
+        TiledImage tiled(2, VSK_16U, order, 7, 6, 8, 8);
+        g.get()->height = 7;
+        tvskBlur(g.get(), got.get(), 3, 3, 1, 1, nullptr);
+        tvskBlur(g.get(), tiled.get(), 3, 3, 1, 1, nullptr);
+        g.get()->height = 4;
+        tiled.storeTo(viaTiles.get());
+        EXPECT_EQ(samples(got.get()), samples(viaTiles.get())) << order;
+        if (order == 0) {
+            EXPECT_EQ(samples(got.get()), samples(want.get()));
+        }
+    }
+    // Boxes too large for scratch memory leave the destination as it was.
+    for (const auto& box : {std::pair{INT_MAX, 3}, std::pair{3, INT_MAX}, std::pair{INT_MAX, 1000}}) {
+        ImagePtr s = makeImage(3, VSK_16S, 0, 5, 4, 50), d = makeImage(3, VSK_16S, 0, 5, 4, 7);
+        tvskBlur(s.get(), d.get(), box.first, box.second, 1, 1, nullptr);
+        EXPECT_EQ(samples(d.get()), std::vector<std::int64_t>(60, 7)) << box.first << "x" << box.second;
+    }
     // A box of no pixels has no mean: 0 at 8 and 16 bits, 0x80000000 at 32.
     for (unsigned depth : {VSK_8U, VSK_16S, VSK_32S}) {
         ImagePtr s = makeImage(1, depth, 0, 3, 3, 50), d = makeImage(1, depth, 0, 3, 3, 7);

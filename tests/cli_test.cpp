@@ -1,20 +1,68 @@
 // The vsk command-line tool, end to end on generated files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "bmpfile.hpp"
 #include "cli.hpp"
+#include "imagefile.hpp"
 #include "support/vsktest.hpp"
 
 using namespace vsktest;
+using vsk::file::Format;
 namespace fs = std::filesystem;
 
 namespace {
+
+std::vector<std::uint8_t> readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+// A PNG chunk's CRC over its type and data.
+std::uint32_t crc32(const std::uint8_t* p, std::size_t n) {
+    std::uint32_t c = 0xFFFFFFFF;
+    for (std::size_t i = 0; i < n; ++i) {
+        c ^= p[i];
+        for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1)));
+    }
+    return ~c;
+}
+
+void put32be(std::uint8_t* p, std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) p[i] = static_cast<std::uint8_t>(v >> (24 - 8 * i));
+}
+
+// Inserts a chunk before the first IDAT.
+void insertChunk(std::vector<std::uint8_t>& png, const char* type, const std::vector<std::uint8_t>& data) {
+    std::vector<std::uint8_t> chunk(12 + data.size());
+    put32be(chunk.data(), static_cast<std::uint32_t>(data.size()));
+    std::memcpy(chunk.data() + 4, type, 4);
+    std::copy(data.begin(), data.end(), chunk.begin() + 8);
+    put32be(chunk.data() + 8 + data.size(), crc32(chunk.data() + 4, 4 + data.size()));
+    const auto idat = std::search(png.begin(), png.end(), "IDAT", "IDAT" + 4) - 4;
+    png.insert(idat, chunk.begin(), chunk.end());
+}
+
+// Sample k (0 red, 1 green, 2 blue, 3 alpha; 0 grey) of picture pixel (x, y),
+// whatever the image's channel order and origin.
+std::int64_t sampleAt(const VskImage* image, int x, int y, int k) {
+    const std::string seq(image->channelSeq, strnlen(image->channelSeq, 4));
+    const std::size_t c = image->nChannels < 3 ? k : seq.find("RGBA"[k]);
+    return get(image, x, image->origin == 1 ? image->height - 1 - y : y, static_cast<int>(c));
+}
 
 class Cli : public testing::Test {
 protected:
@@ -43,7 +91,7 @@ protected:
     }
     ImagePtr load(const std::string& f) {
         std::string error;
-        VskImage* image = vsk::bmp::loadImage(path(f), &error);
+        VskImage* image = vsk::file::load(path(f), &error);
         EXPECT_NE(image, nullptr) << error;
         return ImagePtr(image);
     }
@@ -62,18 +110,19 @@ TEST_F(Cli, BadArgumentsAreRefusedClearly) {
         {{}, 2, "usage: vsk COMMAND"},
         {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
         {{"copy", "card.bmp"}, 2, "expected 2 file(s)"},
-        {{"mirror", "card.bmp", "o.bmp", "--axis", "2"}, 1, "invalid axis 2"},
-        {{"mirror", "card.bmp", "o.bmp", "--angle", "2"}, 1, "unknown option --angle"},
-        {{"zoom", "card.bmp", "o.bmp", "--x", "1/2"}, 1, "must be at least 1"},
-        {{"decimate", "card.bmp", "o.bmp", "--x", "3/2"}, 1, "must be at most 1"},
-        {{"zoom", "card.bmp", "o.bmp", "--interp", "bicubic"}, 1, "invalid interpolation 'bicubic'"},
-        {{"addS", "card.bmp", "o.bmp", "--value", "ten"}, 1, "invalid value 'ten'"},
-        {{"copy", "card.bmp", "o.bmp", "--roi", "1,2,3"}, 1, "expected 4 numbers"},
+        {{"mirror", "card.bmp", "o.bmp", "--axis", "2"}, 2, "invalid axis 2"},
+        {{"mirror", "card.bmp", "o.bmp", "--angle", "2"}, 2, "unknown option --angle"},
+        {{"zoom", "card.bmp", "o.bmp", "--x", "1/2"}, 2, "must be at least 1"},
+        {{"decimate", "card.bmp", "o.bmp", "--x", "3/2"}, 2, "must be at most 1"},
+        {{"zoom", "card.bmp", "o.bmp", "--interp", "bicubic"}, 2, "invalid interpolation 'bicubic'"},
+        {{"addS", "card.bmp", "o.bmp", "--value", "ten"}, 2, "invalid value 'ten'"},
+        {{"copy", "card.bmp", "o.bmp", "--roi", "1,2,3"}, 2, "expected 4 numbers"},
         {{"copy", "card.bmp", "o.bmp", "--roi", "100,0,5,5"}, 1, "does not lie in the 64 x 48 image"},
         {{"copy", "card.bmp", "o.bmp", "--coi", "4"}, 1, "outside 1..3"},
-        {{"blur", "card.bmp", "o.bmp", "--size"}, 1, "needs a value"},
-        {{"palette", "card.bmp", "o.bmp", "--colors", "17"}, 1, "--colors must be 2, 16 or 256"},
+        {{"blur", "card.bmp", "o.bmp", "--size"}, 2, "needs a value"},
+        {{"palette", "card.bmp", "o.bmp", "--colors", "17"}, 2, "--colors must be 2, 16 or 256"},
         {{"copy", "missing.bmp", "o.bmp"}, 1, "missing.bmp: cannot open"},
+        {{"palette", "card.bmp", "o.bmp", "--reverse"}, 2, "unknown option --reverse"},
     };
     for (Case c : cases) {
         for (std::string& a : c.args)
@@ -168,4 +217,166 @@ TEST_F(Cli, OperationsEndToEnd) {
     }
     for (const char* cmd : {"blur", "andS", "subS", "copy"})
         EXPECT_EQ(run({cmd, path("card.bmp"), path("o.bmp"), "--roi", "3,3,20,20"}), 0) << cmd << ": " << err;
+}
+
+#define NEEDS(format)                                                                          \
+    if (!vsk::file::available(format)) GTEST_SKIP() << vsk::file::formatName(format) << " is not in this build"
+
+TEST_F(Cli, PngRoundTripsEveryLayout) {
+    NEEDS(Format::Png);
+    struct Case {
+        int channels;
+        unsigned depth;
+        int order;
+        int colourType, bitDepth;  // of the PNG written
+    } cases[] = {
+        {1, VSK_1U, 0, 0, 1},  {1, VSK_8U, 0, 0, 8},  {1, VSK_16U, 0, 0, 16}, {2, VSK_8U, 0, 4, 8},
+        {2, VSK_16U, 0, 4, 16}, {3, VSK_8U, 0, 2, 8}, {3, VSK_16U, 1, 2, 16}, {4, VSK_8U, 1, 6, 8},
+        {4, VSK_16U, 0, 6, 16},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.channels) + " channel(s), depth " + std::to_string(c.depth));
+        ImagePtr image = makeImage(c.channels, c.depth, c.order, 9, 13);
+        fillRandom(image.get(), c.channels * 100 + c.depth);
+        std::string error;
+        ASSERT_TRUE(vsk::file::save(image.get(), path("in.png"), {}, &error)) << error;
+        ASSERT_EQ(run({"copy", path("in.png"), path("out.png")}), 0) << err;
+        const std::vector<std::uint8_t> bytes = readBytes(path("out.png"));
+        ASSERT_GT(bytes.size(), 26u);
+        EXPECT_EQ(bytes[24], c.bitDepth);
+        EXPECT_EQ(bytes[25], c.colourType);
+        ImagePtr back = load("out.png");
+        ASSERT_TRUE(back);
+        EXPECT_EQ(back->depth, c.depth);
+        ASSERT_EQ(back->nChannels, c.channels);
+        for (int y = 0; y < 9; ++y)
+            for (int x = 0; x < 13; ++x)
+                for (int k = 0; k < c.channels; ++k)
+                    ASSERT_EQ(sampleAt(back.get(), x, y, k), sampleAt(image.get(), x, y, k)) << x << "," << y;
+    }
+}
+
+TEST_F(Cli, PalettePngHoldsTheBitmapsColoursAndTransparencyBecomesAlpha) {
+    NEEDS(Format::Png);
+    ASSERT_EQ(run({"palette", path("card.bmp"), path("p.png"), "--colors", "16", "--median"}), 0) << err;
+    ASSERT_EQ(run({"palette", path("card.bmp"), path("p.bmp"), "--colors", "16", "--median"}), 0) << err;
+    std::vector<std::uint8_t> png = readBytes(path("p.png"));
+    EXPECT_EQ(png[24], 4);  // 4-bit
+    EXPECT_EQ(png[25], 3);  // indexed
+    ImagePtr fromPng = load("p.png"), fromBmp = load("p.bmp");
+    ASSERT_TRUE(fromPng && fromBmp);
+    ASSERT_EQ(fromPng->nChannels, 3);
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x)
+            for (int k = 0; k < 3; ++k) ASSERT_EQ(sampleAt(fromPng.get(), x, y, k), sampleAt(fromBmp.get(), x, y, k));
+    // Index 0 fully transparent, every other index opaque.
+    insertChunk(png, "tRNS", {0});
+    writeBytes(path("t.png"), png);
+    ImagePtr alpha = load("t.png");
+    ASSERT_TRUE(alpha);
+    ASSERT_EQ(alpha->nChannels, 4);
+    EXPECT_EQ(alpha->alphaChannel, 4);
+    std::set<std::int64_t> alphas;
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x) alphas.insert(sampleAt(alpha.get(), x, y, 3));
+    EXPECT_EQ(alphas, (std::set<std::int64_t>{0, 255}));
+}
+
+TEST_F(Cli, JpegRoundTripsWithinTolerance) {
+    NEEDS(Format::Jpeg);
+    for (int channels : {1, 3}) {
+        SCOPED_TRACE(channels);
+        // Smooth ramps: JPEG (with halved chroma resolution) keeps them within a few levels.
+        ImagePtr image = makeImage(channels, VSK_8U, 0, 32, 48);
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 48; ++x)
+                for (int c = 0; c < channels; ++c) put(image.get(), x, y, c, 20 + 2 * x + 2 * y + 20 * c);
+        std::string error;
+        ASSERT_TRUE(vsk::file::save(image.get(), path("in.png"), {}, &error)) << error;
+        ASSERT_EQ(run({"copy", path("in.png"), path("out.jpg"), "--quality", "95"}), 0) << err;
+        ASSERT_EQ(run({"info", path("out.jpg")}), 0) << err;
+        EXPECT_NE(out.find(channels == 1 ? "1 component(s) (grey)" : "3 component(s) (YCbCr)"), std::string::npos);
+        ImagePtr back = load("out.jpg");
+        ASSERT_TRUE(back);
+        ASSERT_EQ(back->nChannels, channels);
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 48; ++x)
+                for (int k = 0; k < channels; ++k)
+                    ASSERT_NEAR(sampleAt(back.get(), x, y, k), sampleAt(image.get(), x, y, k), 3) << x << "," << y;
+        ASSERT_EQ(run({"copy", path("in.png"), path("small.jpg"), "--quality", "10"}), 0) << err;
+        EXPECT_LT(fs::file_size(path("small.jpg")), fs::file_size(path("out.jpg")));
+    }
+}
+
+TEST_F(Cli, ExtensionChoosesTheWriterAndSignatureTheReader) {
+    NEEDS(Format::Png);
+    NEEDS(Format::Jpeg);
+    const struct {
+        const char* name;
+        std::vector<std::uint8_t> signature;
+    } outputs[] = {{"a.PNG", {0x89, 'P', 'N', 'G'}}, {"a.jpeg", {0xFF, 0xD8, 0xFF}}, {"a.bmp", {'B', 'M'}}};
+    ImagePtr card = load("card.bmp");
+    for (const auto& o : outputs) {
+        ASSERT_EQ(run({"copy", path("card.bmp"), path(o.name)}), 0) << o.name << ": " << err;
+        std::vector<std::uint8_t> bytes = readBytes(path(o.name));
+        bytes.resize(o.signature.size());
+        EXPECT_EQ(bytes, o.signature) << o.name;
+    }
+    // A PNG named .bmp is read as a PNG, picture for picture.
+    fs::copy_file(path("a.PNG"), path("png.bmp"));
+    ASSERT_EQ(run({"info", path("png.bmp")}), 0) << err;
+    EXPECT_NE(out.find("png.bmp: PNG, 64 x 48, 8-bit RGB"), std::string::npos) << out;
+    ImagePtr png = load("png.bmp");
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x)
+            for (int k = 0; k < 3; ++k) ASSERT_EQ(sampleAt(png.get(), x, y, k), sampleAt(card.get(), x, y, k));
+    EXPECT_EQ(run({"copy", path("card.bmp"), path("a.png"), "--quality", "50"}), 2);
+    EXPECT_NE(err.find("--quality applies to JPEG files only"), std::string::npos) << err;
+}
+
+TEST_F(Cli, OutputsTheBuildCannotWriteAreRefusedByName) {
+    EXPECT_EQ(run({"copy", path("card.bmp"), path("a.tif")}), 1);
+    EXPECT_NE(err.find("a.tif: unknown file type"), std::string::npos) << err;
+    bool missing = false;
+    for (Format f : {Format::Png, Format::Jpeg}) {
+        if (vsk::file::available(f)) continue;
+        missing = true;
+        const std::string name = f == Format::Png ? "a.png" : "a.jpg";
+        EXPECT_EQ(run({"copy", path("card.bmp"), path(name)}), 1);
+        EXPECT_NE(err.find(name + ": " + vsk::file::formatName(f) + " files are not supported by this build"),
+                  std::string::npos)
+            << err;
+    }
+    EXPECT_EQ(run({"--help"}), 0);
+    EXPECT_EQ(err.find("not available in this build") != std::string::npos, missing) << err;
+}
+
+TEST_F(Cli, DamagedPngAndJpegAreRefusedWithNameAndReason) {
+    NEEDS(Format::Png);
+    NEEDS(Format::Jpeg);
+    ASSERT_EQ(run({"copy", path("card.bmp"), path("good.png")}), 0) << err;
+    ASSERT_EQ(run({"copy", path("card.bmp"), path("good.jpg")}), 0) << err;
+    const std::vector<std::uint8_t> png = readBytes(path("good.png")), jpeg = readBytes(path("good.jpg"));
+    std::vector<std::uint8_t> badCrc = png, badDepth = png;
+    badCrc[png.size() - 13] ^= 0x55;  // the last IDAT's CRC, just before the 12-byte IEND
+    badDepth[24] = 7;                // IHDR bit depth, with a matching CRC
+    put32be(badDepth.data() + 29, crc32(badDepth.data() + 12, 17));
+    const struct {
+        const char* name;
+        std::vector<std::uint8_t> bytes;
+        const char* reason;
+    } cases[] = {
+        {"cut.png", {png.begin(), png.begin() + png.size() / 2}, "bad PNG file: the file ends too early"},
+        {"crc.png", badCrc, "bad PNG file: IDAT: CRC error"},
+        {"depth.png", badDepth, "bad PNG file: Invalid IHDR data"},
+        {"cut.jpg", {jpeg.begin(), jpeg.begin() + jpeg.size() / 2}, "bad JPEG file: Premature end of JPEG file"},
+        {"head.jpg", {jpeg.begin(), jpeg.begin() + 40}, "bad JPEG file: "},
+        {"none.png", {'h', 'e', 'l', 'l', 'o'}, "not a BMP, PNG or JPEG file"},
+    };
+    for (const auto& c : cases) {
+        writeBytes(path(c.name), c.bytes);
+        EXPECT_EQ(run({"copy", path(c.name), path("o.png")}), 1) << c.name;
+        EXPECT_NE(err.find(std::string(c.name) + ": " + c.reason), std::string::npos) << err;
+        EXPECT_FALSE(fs::exists(path("o.png")));
+    }
 }

@@ -8,6 +8,8 @@
 #include <random>
 #include <vector>
 
+#include "../geometry/decim_rows.hpp"
+#include "../geometry/decimate.hpp"
 #include "support/vsktest.hpp"
 
 using namespace vsktest;
@@ -436,4 +438,173 @@ TEST(Decimate, TileFailures) {
     EXPECT_EQ(capture.reports()[0].context, "");
     EXPECT_EQ(capture.reports()[0].line, 823);
     EXPECT_TRUE(huge.log.empty());
+}
+
+// ---- the row kernels of every instruction set ------------------------------------
+
+namespace {
+
+using vsk::decim::Columns;
+using vsk::simd::SimdLevel;
+
+// Tables of one row as the driver builds them: destination pixel k samples at
+// start + k * step, `taps` pixels from one before (cubic) or the pixel itself,
+// clamped to the row; values are pixels times channels, `pitch` elements from
+// one pixel to the next.
+struct RowTables {
+    std::vector<int> off, weight;
+    Columns c;
+    std::int64_t elements = 0;  // of the source row, up to the last tap
+    RowTables(int cols, int nc, int pitch, int taps, int step, int start, int extent) {
+        const std::int64_t n = std::int64_t{cols} * nc;
+        off.resize(n);
+        weight.resize(n * taps);
+        for (int k = 0; k < cols; ++k) {
+            const int pos = start + k * step, lead = taps == 4 ? 1 : 0;
+            const int ix = std::clamp((pos >> 8) - lead, 0, extent - taps);
+            int w[4] = {1, 0, 0, 0};
+            if (taps > 1) vsk::decim::tapWeights(taps, pos & 255, w);
+            for (int c = 0; c < nc; ++c) {
+                off[k * nc + c] = ix * pitch + c;
+                for (int t = 0; t < taps; ++t) weight[t * n + k * nc + c] = w[t];
+            }
+        }
+        c.off = off.data();
+        c.weight = weight.data();
+        c.n = n;
+        c.taps = taps;
+        c.tapStep = pitch;
+        for (std::int64_t i = 0; i < n; ++i)
+            elements = std::max<std::int64_t>(elements, off[i] + (taps - 1) * pitch + 1);
+    }
+};
+
+std::vector<std::uint8_t> randomBytes(std::size_t n, std::mt19937& rng) {
+    std::vector<std::uint8_t> v(n);
+    for (auto& b : v) b = static_cast<std::uint8_t>(rng());
+    return v;
+}
+
+}  // namespace
+
+// Random rows of odd lengths, every channel count and layout, sampled at odd
+// positions: each level's horizontal and vertical kernels, with its vector
+// groups, give the plain kernels' values. Source rows are exactly as long as
+// the taps reach.
+TEST(DecimateRows, EveryLevelMatchesThePlainKernels) {
+    const vsk::decim::DecimRows& plain = vsk::decim::decimRowsFor(SimdLevel::Scalar);
+    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
+    std::mt19937 rng(77);
+    std::int64_t vectorGroups = 0;
+    for (int level = 1; level <= static_cast<int>(best); ++level) {
+        const vsk::decim::DecimRows& rows = vsk::decim::decimRowsFor(static_cast<SimdLevel>(level));
+        for (int nc : {1, 3, 4})
+            for (int pitch : {nc, nc + 1})
+                for (int step : {256, 300, 384, 341, 512, 700})
+                    for (int taps : {1, 2, 4}) {
+                        const int extent = 97, start = static_cast<int>(rng() % 200);
+                        const int cols = std::min(41, (extent * 256 - start) / step);
+                        SCOPED_TRACE(testing::Message()
+                                     << vsk::simd::levelName(static_cast<SimdLevel>(level))
+                                     << " nc " << nc << " pitch " << pitch << " step " << step
+                                     << " taps " << taps);
+                        RowTables t(cols, nc, pitch, taps, step, start, extent);
+                        const auto in = randomBytes(t.elements, rng),
+                                   in16 = randomBytes(t.elements * 2, rng);
+                        const std::int64_t n = t.c.n;
+                        using vsk::decim::GroupKind;
+                        auto withGroups = [&](GroupKind kind, int bytes,
+                                              std::vector<std::uint8_t>& mem) {
+                            Columns c = t.c;
+                            const std::int64_t groups = n / 8,
+                                               windows = groups * vsk::decim::groupWindows(kind);
+                            mem.assign(windows * 4 + groups * vsk::decim::groupBytes(kind) + 1, 0);
+                            vsk::decim::buildGroups(kind, bytes, c,
+                                                    reinterpret_cast<std::int32_t*>(mem.data()),
+                                                    mem.data() + windows * 4);
+                            for (std::int64_t g = 0; g < groups; ++g)
+                                vectorGroups += c.base[g * (windows / groups)] >= 0;
+                            return c;
+                        };
+                        std::vector<std::uint8_t> mem;
+                        if (taps == 1) {
+                            std::vector<std::uint8_t> want(n), got(n);
+                            plain.pick8(in.data(), t.c, want.data());
+                            rows.pick8(in.data(), withGroups(GroupKind::Pick8, 1, mem), got.data());
+                            ASSERT_EQ(got, want);
+                            std::vector<std::int16_t> wantW(n), gotW(n);
+                            plain.pickWide8(in.data(), t.c, wantW.data());
+                            rows.pickWide8(in.data(), withGroups(GroupKind::Pick8, 1, mem),
+                                           gotW.data());
+                            ASSERT_EQ(gotW, wantW);
+                            std::vector<std::uint16_t> want16(n), got16(n);
+                            plain.pick16(in16.data(), t.c, want16.data());
+                            rows.pick16(in16.data(), withGroups(GroupKind::Pick16, 2, mem),
+                                        got16.data());
+                            ASSERT_EQ(got16, want16);
+                            continue;
+                        }
+                        const auto kind = taps == 2 ? GroupKind::Linear8 : GroupKind::Cubic8;
+                        const auto reduce = taps == 2 ? &vsk::decim::DecimRows::linear8
+                                                      : &vsk::decim::DecimRows::cubic8;
+                        std::vector<std::int16_t> want(n), got(n);
+                        (plain.*reduce)(in.data(), t.c, want.data());
+                        (rows.*reduce)(in.data(), withGroups(kind, 1, mem), got.data());
+                        ASSERT_EQ(got, want);
+                    }
+        // The vertical pass over rows of horizontal results (or of samples) at
+        // every fraction, with the weights the driver gives it.
+        for (std::int64_t n : {1, 7, 8, 9, 15, 16, 17, 33, 250}) {
+            std::vector<std::int16_t> h[4];
+            for (int f = 0; f < 256; f += 5) {
+                const bool sums = f % 2 == 0;  // rows of sums, else of samples
+                for (auto& r : h) {
+                    r.resize(n);
+                    for (auto& v : r)
+                        v = static_cast<std::int16_t>(sums ? static_cast<int>(rng() % 65281) - 32768
+                                                           : static_cast<int>(rng() % 256));
+                }
+                std::vector<std::uint8_t> want(n), got(n);
+                plain.lerp(h[0].data(), h[1].data(), 256 - f, f, sums ? 32768 : 0, sums ? 16 : 8, n,
+                           want.data());
+                rows.lerp(h[0].data(), h[1].data(), 256 - f, f, sums ? 32768 : 0, sums ? 16 : 8, n,
+                          got.data());
+                ASSERT_EQ(got, want) << "lerp f " << f << " n " << n;
+                int w[4];
+                vsk::decim::tapWeights(4, f, w);
+                for (auto& r : h)
+                    for (auto& v : r)
+                        v = static_cast<std::int16_t>(sums ? static_cast<int>(rng() % 1914) - 192
+                                                           : static_cast<int>(rng() % 256));
+                const std::int16_t* rowsOf[4] = {h[0].data(), h[1].data(), h[2].data(),
+                                                 h[3].data()};
+                plain.cubic(rowsOf, w, sums ? 36 : 6, n, want.data());
+                rows.cubic(rowsOf, w, sums ? 36 : 6, n, got.data());
+                ASSERT_EQ(got, want) << "cubic f " << f << " n " << n;
+            }
+        }
+    }
+    if (best > SimdLevel::Scalar) {
+        EXPECT_GT(vectorGroups, 1000);  // the windows are taken
+    }
+}
+
+// The vector kernels divide the cubic sums by 6 and 36 with a multiply and a
+// shift: every 16-bit value (the sums reach -2587 .. 11760) gives the
+// quotient, truncated and clamped to 0 .. 255, of the plain division.
+TEST(DecimateRows, VectorQuotientsEqualTheDivisionForEvery16BitValue) {
+    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
+    std::vector<std::int16_t> all(65536);
+    for (int v = 0; v < 65536; ++v) all[v] = static_cast<std::int16_t>(v - 32768);
+    const std::int16_t* one[4] = {all.data(), all.data(), all.data(), all.data()};
+    const int unit[4] = {256, 0, 0, 0};  // the sum is the value itself
+    for (int level = 1; level <= static_cast<int>(best); ++level)
+        for (int divisor : {6, 36}) {
+            std::vector<std::uint8_t> got(all.size());
+            vsk::decim::decimRowsFor(static_cast<SimdLevel>(level))
+                .cubic(one, unit, divisor, 65536, got.data());
+            for (int v = -32768; v < 32768; ++v)
+                ASSERT_EQ(got[v + 32768], std::clamp(v / divisor, 0, 255))
+                    << "divisor " << divisor << " value " << v;
+        }
 }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 
+#include "../geometry/mirror_rows.hpp"
 #include "support/samples.hpp"
 
 using namespace vsktest;
@@ -160,6 +161,25 @@ TEST(Mirror, WideSourceRoiReadsOnButNotPastTheBuffer) {
     for (int flip : {0, 1, -1}) expectModel(g.get(), wide.get(), flip);
 }
 
+TEST(Mirror, TwoHeadersOverOneBufferReadPixelsAlreadyWritten) {
+    // Pixel (x, y) of a 10 x 4 grey image holds 10 y + x; a copy of its
+    // header is a second image over the same buffer. Rows and pixels move in
+    // order, so the second halves read what the first halves wrote.
+    for (int flip : {0, 1}) {
+        ImagePtr image = makeImage(1, VSK_8U, 0, 4, 10);
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 10; ++x) put(image.get(), x, y, 0, 10 * y + x);
+        VskImage alias = *image;
+        tvskMirror(image.get(), &alias, flip, nullptr);
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 10; ++x) {
+                const int row = flip == 0 ? (y < 2 ? 3 - y : y) : y;
+                const int col = flip == 1 ? (x < 5 ? 9 - x : x) : x;
+                EXPECT_EQ(get(image.get(), x, y), 10 * row + col) << flip << " " << x << "," << y;
+            }
+    }
+}
+
 // ---- tiled images ----------------------------------------------------------------
 
 namespace {
@@ -266,4 +286,35 @@ TEST(MirrorTiled, TilePointAndRefusedTiles) {
     EXPECT_EQ(bytesOf(plain.get()), std::vector<std::uint8_t>(plain->dataSize, 5));
     EXPECT_EQ(t.held + s.held, 0);
     EXPECT_TRUE(capture.reports().empty());
+}
+
+// ---- the row kernels of every instruction set ------------------------------------
+
+TEST(MirrorRows, EveryLevelReversesLikeTheScalarKernel) {
+    using vsk::simd::SimdLevel;
+    const SimdLevel best = vsk::simd::bestLevel(vsk::simd::cpuFeatures());
+    const vsk::MirrorRows& scalar = vsk::mirrorRowsFor(SimdLevel::Scalar);
+    std::mt19937 rng(5);
+    for (int level = 1; level <= static_cast<int>(best); ++level) {
+        const vsk::MirrorRows& rows = vsk::mirrorRowsFor(static_cast<SimdLevel>(level));
+        for (int size : vsk::kMirrorPixelSizes)
+            for (std::int64_t n : {1, 2, 5, 15, 16, 17, 31, 33, 47, 64, 97, 200})
+                for (int at : {0, 1, 8, 13, 27}) {  // the destination's offset from a 32-byte boundary
+                    SCOPED_TRACE(testing::Message()
+                                 << vsk::simd::levelName(static_cast<SimdLevel>(level)) << " size "
+                                 << size << " pixels " << n << " at " << at);
+                    // Rows exactly n pixels long.
+                    const std::size_t bytes = static_cast<std::size_t>(n * size);
+                    std::vector<std::uint8_t> src(bytes), want(bytes);
+                    alignas(32) std::uint8_t got[32 + 200 * 16];
+                    for (auto& v : src) v = static_cast<std::uint8_t>(rng());
+                    scalar.bySize[size](src.data(), want.data(), n);
+                    for (auto fn : {rows.bySize[size], rows.streamingBySize[size]}) {
+                        fn(src.data(), got + at, n);
+                        ASSERT_EQ(std::vector<std::uint8_t>(got + at, got + at + bytes), want);
+                    }
+                    rows.copyStreaming(got + at, src.data(), static_cast<std::int64_t>(bytes));
+                    ASSERT_EQ(std::vector<std::uint8_t>(got + at, got + at + bytes), src);
+                }
+    }
 }

@@ -43,6 +43,73 @@ TEST(TileRange, RoiAcrossFourTiles) {
     EXPECT_EQ(r.nr, 2);  // rows 5..8 cross into the second tile row
 }
 
+TEST(TileRange, PartSpans) {
+    struct Case {
+        int index, count, inner, tile, total;
+        int inTile, size, offset;
+    } cases[] = {
+        {0, 2, 5, 8, 10, 5, 3, 0},  // ROI at 5, 10 wide, 8-pixel tiles: 3 then 7
+        {1, 2, 5, 8, 10, 0, 7, 3},
+        {0, 1, 2, 8, 4, 2, 4, 0},      // inside one tile
+        {2, 4, 3, 8, 22, 0, 8, 13},    // a middle tile
+        {3, 4, 3, 8, 22, 0, 1, 21},    // the last tile, one pixel
+        {-1, 2, 5, 8, 10, 0, 8, -13},  // before the first (destination-tile quirk)
+    };
+    for (const Case& c : cases) {
+        const vsk::Span s = vsk::partSpan(c.index, c.count, c.inner, c.tile, c.total);
+        EXPECT_EQ(s.inTile, c.inTile) << "part " << c.index << " of " << c.count;
+        EXPECT_EQ(s.size, c.size) << "part " << c.index << " of " << c.count;
+        EXPECT_EQ(s.offset, c.offset) << "part " << c.index << " of " << c.count;
+    }
+}
+
+// The right/bottom cut keeps the ROI's offsets and cuts only where it runs
+// past the far edges; the full clip clips every side.
+TEST(ClipRules, RightBottomCutAgainstFullClip) {
+    struct Case {
+        bool roi;
+        int x, y, h, w;
+        int cutX, cutY, cutRows, cutCols;
+        int clipX, clipY, clipRows, clipCols;
+    } cases[] = {
+        {false, 0, 0, 0, 0, 0, 0, 8, 10, 0, 0, 8, 10},
+        {true, 6, 5, 2, 7, 6, 5, 2, 4, 6, 5, 2, 4},
+        {true, 12, 9, 3, 3, 12, 9, -1, -2, 0, 0, 0, 0},  // past both far edges
+        {true, -2, 1, 3, 5, -2, 1, 3, 5, 0, 1, 3, 3},    // before the near edge: not cut
+    };
+    for (const Case& c : cases) {
+        ImagePtr image = makeImage(2, VSK_8U, 0, 8, 10);
+        if (c.roi) setRoi(image.get(), 2, c.x, c.y, c.h, c.w);
+        const vsk::Rect cut = vsk::roiCut(image.get());
+        const vsk::RoiRect clip = vsk::roiRect(image.get());
+        SCOPED_TRACE(testing::Message() << "roi " << c.x << "," << c.y << " " << c.w << "x" << c.h);
+        EXPECT_EQ((std::vector<int>{cut.x, cut.y, cut.rows, cut.cols}),
+                  (std::vector<int>{c.cutX, c.cutY, c.cutRows, c.cutCols}));
+        EXPECT_EQ((std::vector<int>{clip.x, clip.y, clip.rows, clip.cols}),
+                  (std::vector<int>{c.clipX, c.clipY, c.clipRows, c.clipCols}));
+        EXPECT_EQ(vsk::channelCount(image.get()), c.roi ? 1 : 2);
+        EXPECT_EQ(vsk::firstChannel(image.get()), c.roi ? 1 : 0);
+    }
+}
+
+// Depth dispatch over a subset: the element type of each depth in the set,
+// false for the others.
+TEST(ClipRules, DepthDispatchOverASubset) {
+    using Set = vsk::Depths<vsk::Bit, std::uint8_t, std::int32_t>;
+    const struct {
+        unsigned depth;
+        int size;  // sizeof the element type, 0 for bits, -1 for no call
+    } cases[] = {{VSK_1U, 0}, {VSK_8U, 1}, {VSK_32S, 4}, {VSK_8S, -1}, {VSK_16U, -1}, {7, -1}};
+    for (const auto& c : cases) {
+        int size = -1;
+        const bool called = vsk::dispatchDepth<Set>(c.depth, [&](auto t) {
+            size = vsk::kIsBit<decltype(t)> ? 0 : static_cast<int>(sizeof(t));
+        });
+        EXPECT_EQ(size, c.size) << "depth " << c.depth;
+        EXPECT_EQ(called, c.size >= 0) << "depth " << c.depth;
+    }
+}
+
 TEST(TileRange, TwoImageFormIsEmptyWhenAROILiesWhollyOutsideItsImage) {
     struct Case {
         int tiledX, tiledY, plainX, plainY;

@@ -27,7 +27,11 @@ bool fail(std::string* error, const std::string& text) {
     return false;
 }
 
-std::int64_t rowBytesOf(std::int64_t width, int bits) { return ((width * bits + 31) & ~31LL) / 8; }
+// DIB rows are the library's rows at 4-byte alignment. Widths stay within
+// kMaxDimension (checked by every caller), so the 32-bit stride cannot wrap.
+std::int64_t rowBytesOf(std::int64_t width, int bits) {
+    return vskComputeWidthStep(VSK_DATA_ORDER_PIXEL, static_cast<unsigned>(bits), 4, 1, static_cast<int>(width));
+}
 
 }  // namespace
 
@@ -256,6 +260,9 @@ VskImage* loadImage(const std::string& path, std::string* error) {
 bool dibFromImage(VskImage* image, const SaveOptions& options, Dib* out, std::string* error) {
     if (!image || !image->imageData) return fail(error, "the image has no pixel buffer");
     if (image->depth & VSK_DEPTH_SIGN) return fail(error, "signed images cannot be written as a bitmap");
+    if (image->width <= 0 || image->height <= 0 || image->width > kMaxDimension || image->height > kMaxDimension)
+        return fail(error, "a " + std::to_string(image->width) + " x " + std::to_string(image->height) +
+                               " image cannot be written as a bitmap");
     const bool alpha = image->nChannels == 4 && image->alphaChannel == 4;
     int bits = options.bitCount;
     if (bits == 0) {

@@ -18,7 +18,7 @@ class Dib {
 public:
     Dib() = default;
     // A new DIB of the given layout with room for `tableEntries` entries (or
-    // the three masks of BI_BITFIELDS) and zeroed rows.
+    // the three masks of BI_BITFIELDS) and zeroed rows; width and height within kMaxDimension.
     static Dib make(int width, int height, int bitCount, std::uint32_t compression,
                     std::uint32_t tableEntries);
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "bmpfile.hpp"
+#include "imagefile.hpp"
 #include "cli.hpp"
 
 namespace vsk::cli {
@@ -32,7 +32,7 @@ std::string html(const std::string& s) {
 
 bool writeDrawn(VskImage* image, const std::string& path) {
     std::string error;
-    const bool ok = image && vsk::bmp::saveImage(image, path, {}, &error);
+    const bool ok = image && vsk::file::save(image, path, {}, &error);
     if (!ok) std::fprintf(stderr, "vsk demo: %s\n", image ? error.c_str() : "out of memory");
     tvskDeallocate(image, VSK_FREE_HEADER | VSK_FREE_DATA);
     return ok;
@@ -49,9 +49,11 @@ int demo(const std::string& dir) {
         return 1;
     }
     auto in = [&](const std::string& f) { return (fs::path(dir) / f).string(); };
+    // Results are PNG files where the build has PNG, and one stays a BMP to show that format.
+    const bool png = vsk::file::available(vsk::file::Format::Png);
+    auto out = [&](const std::string& name) { return in(name + (png ? ".png" : ".bmp")); };
     const int W = 320, H = 240;
-    if (!writeDrawn(drawTestCard(W, H), in("testcard.bmp")) || !writeDrawn(drawBadge(W, H), in("badge.bmp")))
-        return 1;
+    if (!writeDrawn(drawTestCard(W, H), out("testcard")) || !writeDrawn(drawBadge(W, H), out("badge"))) return 1;
     // A mask for AND: stripes of full and cleared samples.
     {
         VskImage* mask = tvskCreateImageHeader(3, 0, VSK_8U, "RGB", "BGR", 0, 0, 4, H, W, nullptr, nullptr, nullptr);
@@ -59,36 +61,39 @@ int demo(const std::string& dir) {
         for (int y = 0; mask && mask->imageData && y < H; ++y)
             for (int x = 0; x < W; ++x)
                 if (((x + y) / 12) % 2) std::memset(mask->imageData + y * mask->widthStep + 3 * x, 0x3F, 3);
-        if (!writeDrawn(mask, in("stripes.bmp"))) return 1;
+        if (!writeDrawn(mask, out("stripes"))) return 1;
     }
+    const std::string card = out("testcard"), crop = out("crop"), gray = out("gray");
 
-    const std::vector<Step> steps = {
-        {"Copy a region", {"copy", in("testcard.bmp"), in("crop.bmp"), "--roi", "96,48,128,96"}},
-        {"Copy one channel (red)", {"copy", in("testcard.bmp"), in("red.bmp"), "--coi", "3"}},
-        {"Mirror left to right", {"mirror", in("testcard.bmp"), in("mirror.bmp"), "--axis", "1"}},
-        {"Mirror both ways, inside a region", {"mirror", in("testcard.bmp"), in("mirror-roi.bmp"), "--axis", "-1", "--roi", "40,80,240,120"}},
-        {"Zoom x2, nearest neighbour", {"zoom", in("crop.bmp"), in("zoom-nn.bmp"), "--x", "2/1", "--y", "2/1", "--interp", "nn"}},
-        {"Zoom x5/2, cubic", {"zoom", in("crop.bmp"), in("zoom-cubic.bmp"), "--x", "5/2", "--y", "5/2", "--interp", "cubic"}},
-        {"Decimate to 1/2, linear", {"decimate", in("testcard.bmp"), in("decimate.bmp"), "--x", "1/2", "--y", "1/2", "--interp", "linear"}},
-        {"Decimate to 2/3, cubic", {"decimate", in("testcard.bmp"), in("decimate-cubic.bmp"), "--x", "2/3", "--y", "2/3", "--interp", "cubic"}},
-        {"Box blur 9x9", {"blur", in("testcard.bmp"), in("blur.bmp"), "--size", "9x9"}},
-        {"Box blur 15x15 in a region, wrapped edges", {"blur", in("testcard.bmp"), in("blur-roi.bmp"), "--size", "15x15", "--roi", "20,20,200,120", "--border", "wrap"}},
-        {"Add 80 (saturating)", {"addS", in("testcard.bmp"), in("brighter.bmp"), "--value", "80"}},
-        {"255 minus each sample", {"subS", in("testcard.bmp"), in("negative.bmp"), "--value", "255", "--reverse"}},
-        {"AND with 0xC0 (posterize)", {"andS", in("testcard.bmp"), in("posterized.bmp"), "--value", "0xC0"}},
-        {"AND with a striped mask", {"and", in("testcard.bmp"), in("stripes.bmp"), in("masked.bmp")}},
-        {"Fill the blue channel of a region", {"fill", in("testcard.bmp"), in("fill.bmp"), "--value", "255", "--coi", "1", "--roi", "200,20,100,200"}},
-        {"Badge OVER test card", {"composite", in("badge.bmp"), in("testcard.bmp"), in("composite-over.bmp"), "--op", "over"}},
-        {"Badge over test card at constant alpha 96", {"composite", in("badge.bmp"), in("testcard.bmp"), in("composite-const.bmp"), "--op", "over", "--alpha-a", "96", "--alpha-b", "255"}},
-        {"Colour to grey", {"gray", in("testcard.bmp"), in("gray.bmp")}},
-        {"Grey to colour (sepia fractions)", {"color", in("gray.bmp"), in("sepia.bmp"), "--fractions", "1.0,0.8,0.55"}},
-        {"1 bit with jitter", {"dither", in("gray.bmp"), in("dither-1bit.bmp"), "--bits", "1", "--jitter", "6"}},
-        {"Floyd-Steinberg, 2 levels per channel", {"dither", in("testcard.bmp"), in("dither-fs.bmp"), "--bits", "8", "--type", "fs", "--levels", "1"}},
-        {"Ordered 4x4, 4 levels per channel", {"dither", in("testcard.bmp"), in("dither-ordered.bmp"), "--bits", "8", "--type", "ordered", "--levels", "2"}},
-        {"Fixed 16-colour table", {"palette", in("testcard.bmp"), in("palette-fixed16.bmp"), "--colors", "16"}},
-        {"Median-cut 16-colour table", {"palette", in("testcard.bmp"), in("palette-median16.bmp"), "--colors", "16", "--median"}},
-        {"Median-cut 256-colour table", {"palette", in("testcard.bmp"), in("palette-median256.bmp"), "--colors", "256", "--median"}},
+    std::vector<Step> steps = {
+        {"Copy a region", {"copy", card, crop, "--roi", "96,48,128,96"}},
+        {"Copy one channel (red)", {"copy", card, out("red"), "--coi", "3"}},
+        {"Mirror left to right", {"mirror", card, out("mirror"), "--axis", "1"}},
+        {"Mirror both ways, inside a region", {"mirror", card, out("mirror-roi"), "--axis", "-1", "--roi", "40,80,240,120"}},
+        {"Zoom x2, nearest neighbour", {"zoom", crop, out("zoom-nn"), "--x", "2/1", "--y", "2/1", "--interp", "nn"}},
+        {"Zoom x5/2, cubic", {"zoom", crop, out("zoom-cubic"), "--x", "5/2", "--y", "5/2", "--interp", "cubic"}},
+        {"Decimate to 1/2, linear", {"decimate", card, out("decimate"), "--x", "1/2", "--y", "1/2", "--interp", "linear"}},
+        {"Decimate to 2/3, cubic", {"decimate", card, out("decimate-cubic"), "--x", "2/3", "--y", "2/3", "--interp", "cubic"}},
+        {"Box blur 9x9", {"blur", card, out("blur"), "--size", "9x9"}},
+        {"Box blur 15x15 in a region, wrapped edges", {"blur", card, out("blur-roi"), "--size", "15x15", "--roi", "20,20,200,120", "--border", "wrap"}},
+        {"Add 80 (saturating)", {"addS", card, out("brighter"), "--value", "80"}},
+        {"255 minus each sample", {"subS", card, out("negative"), "--value", "255", "--reverse"}},
+        {"AND with 0xC0 (posterize)", {"andS", card, out("posterized"), "--value", "0xC0"}},
+        {"AND with a striped mask", {"and", card, out("stripes"), out("masked")}},
+        {"Fill the blue channel of a region", {"fill", card, out("fill"), "--value", "255", "--coi", "1", "--roi", "200,20,100,200"}},
+        {"Badge OVER test card", {"composite", out("badge"), card, out("composite-over"), "--op", "over"}},
+        {"Badge over test card at constant alpha 96", {"composite", out("badge"), card, out("composite-const"), "--op", "over", "--alpha-a", "96", "--alpha-b", "255"}},
+        {"Colour to grey", {"gray", card, gray}},
+        {"Grey to colour (sepia fractions)", {"color", gray, out("sepia"), "--fractions", "1.0,0.8,0.55"}},
+        {"1 bit with jitter", {"dither", gray, out("dither-1bit"), "--bits", "1", "--jitter", "6"}},
+        {"Floyd-Steinberg, 2 levels per channel", {"dither", card, out("dither-fs"), "--bits", "8", "--type", "fs", "--levels", "1"}},
+        {"Ordered 4x4, 4 levels per channel", {"dither", card, out("dither-ordered"), "--bits", "8", "--type", "ordered", "--levels", "2"}},
+        {"Fixed 16-colour table, as a BMP file", {"palette", card, in("palette-fixed16.bmp"), "--colors", "16"}},
+        {"Median-cut 16-colour table", {"palette", card, out("palette-median16"), "--colors", "16", "--median"}},
+        {"Median-cut 256-colour table", {"palette", card, out("palette-median256"), "--colors", "256", "--median"}},
     };
+    if (vsk::file::available(vsk::file::Format::Jpeg))
+        steps.push_back({"JPEG at quality 30", {"copy", card, in("jpeg-q30.jpg"), "--quality", "30"}});
 
     std::ostringstream cards;
     int failures = 0;
@@ -103,12 +108,16 @@ int demo(const std::string& dir) {
         const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
         std::string output;
         for (const std::string& a : s.args)
-            if (a.size() > 4 && a.compare(a.size() - 4, 4, ".bmp") == 0) output = fs::path(a).filename().string();
+            if (vsk::file::formatOfName(a)) output = fs::path(a).filename().string();
         if (status != 0) ++failures;
         cards << "<figure>" << (status == 0 ? "<img src=\"" + output + "\" alt=\"" + html(s.title) + "\">" : "<div class=failed>failed (exit status " + std::to_string(status) + ")</div>")
               << "<figcaption><b>" << html(s.title) << "</b><code>" << html(line) << "</code><small>"
               << static_cast<int>(ms + 0.5) << " ms</small></figcaption></figure>\n";
     }
+    auto input = [&](const std::string& name, const char* alt, const char* title) {
+        return "<figure><img src=\"" + fs::path(out(name)).filename().string() + "\" alt=\"" + alt +
+               "\"><figcaption><b>" + title + "</b></figcaption></figure>\n";
+    };
     std::ofstream page(in("index.html"));
     page << "<!doctype html>\n<html lang=en><meta charset=utf-8><title>vsk demo</title>\n<style>\n"
             "body{font-family:system-ui,sans-serif;background:#202124;color:#e8eaed;margin:24px}\n"
@@ -119,10 +128,8 @@ int demo(const std::string& dir) {
             "small{color:#9aa0a6}.failed{color:#f28b82;padding:40px;text-align:center}</style>\n"
             "<h1>vsk demo</h1><p>Each result beside the command that made it. Inputs: the built-in test card, a badge "
             "with an alpha channel and a striped mask.</p>\n<main>\n"
-            "<figure><img src=testcard.bmp alt=\"test card\"><figcaption><b>Test card (input)</b></figcaption></figure>\n"
-            "<figure><img src=badge.bmp alt=badge><figcaption><b>Badge with alpha (input)</b></figcaption></figure>\n"
-            "<figure><img src=stripes.bmp alt=stripes><figcaption><b>Striped mask (input)</b></figcaption></figure>\n"
-         << cards.str() << "</main>\n</html>\n";
+         << input("testcard", "test card", "Test card (input)") << input("badge", "badge", "Badge with alpha (input)")
+         << input("stripes", "stripes", "Striped mask (input)") << cards.str() << "</main>\n</html>\n";
     if (!page) {
         std::fprintf(stderr, "vsk demo: cannot write %s\n", in("index.html").c_str());
         return 1;

@@ -6,13 +6,13 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j"$(nproc)" --target vsk_fuzz_bmp vsk_fuzz_dib vsk_fuzz_seeds \
-  vsk_fuzz_ops vsk_fuzz_ops_seeds
+cmake --build --preset fuzz -j"$(nproc)" --target vsk_fuzz_bmp vsk_fuzz_dib vsk_fuzz_image \
+  vsk_fuzz_seeds vsk_fuzz_ops vsk_fuzz_ops_seeds
 work=build-fuzz/corpus
 rm -rf "$work"
 ./build-fuzz/fuzz/vsk_fuzz_seeds "$work/seeds"
 ./build-fuzz/fuzz/vsk_fuzz_ops_seeds "$work/seeds"
-for target in bmp dib ops; do
+for target in bmp dib image ops; do
   mkdir -p "$work/$target"
   case $target in
     ops) options=(-max_len=512 -timeout=30) regressions=fuzz/regressions/ops ;;

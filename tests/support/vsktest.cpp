@@ -1,6 +1,8 @@
 #include "vsktest.hpp"
 
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <sstream>
 #include <stdexcept>
 
@@ -15,9 +17,18 @@ namespace vsktest {
 
 namespace {
 
+// Each thread records the reports its own calls make. The lists are owned
+// here, not by thread_local objects: MinGW runs thread_local destructors after
+// the thread's storage is gone.
 std::vector<Report>& recorded() {
-    static std::vector<Report> reports;
-    return reports;
+    static std::mutex mutex;
+    static std::deque<std::vector<Report>> lists;  // elements never move
+    thread_local std::vector<Report>* mine = nullptr;
+    if (!mine) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        mine = &lists.emplace_back();
+    }
+    return *mine;
 }
 
 int VSK_CALL recordReport(int status, const char* func, const char* context, const char* file,

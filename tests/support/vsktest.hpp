@@ -53,7 +53,8 @@ struct Report {
 };
 
 // Installs a recording error handler, clears the status, and restores the
-// previous handler, mode and status at the end of the scope.
+// previous handler, mode and status at the end of the scope. Reports are kept
+// per thread: reports() and clear() see the calling thread's.
 class ErrorCapture {
 public:
     ErrorCapture();

@@ -1,13 +1,37 @@
-// 1-bit rows: packed most significant bit first (column x of a row is bit
-// 7 - (x mod 8) of byte x / 8). A source row is read realigned to the
-// destination's bit offset, one destination byte at a time, so that rows
-// starting at different bit offsets line up; bits of the destination outside
-// the processed columns keep their values.
+// 1-bit data: pixel x of a row is bit 7 - (x mod 8) of byte x / 8, the most
+// significant bit first. Every per-bit loop reads and writes pixels through
+// the accessor below; whole runs move through bitrun.hpp; rows mapped a
+// destination byte at a time use BitSource and mapBitRow, which read a source
+// row realigned to the destination's bit offset and keep the destination's
+// bits outside the processed columns.
 #pragma once
 
 #include <cstdint>
 
 namespace vsk {
+
+// ---- one bit ---------------------------------------------------------------------
+
+// The bit of column x within its byte.
+inline unsigned bitMask(std::int64_t x) { return 0x80u >> (x & 7); }
+// The top k bits of a byte (0 <= k <= 8).
+inline unsigned topMask(int k) { return (0xFF00u >> k) & 0xFFu; }
+
+inline bool getBit(const std::uint8_t* row, std::int64_t x) {
+    return (row[x >> 3] & bitMask(x)) != 0;
+}
+inline void putBit(std::uint8_t* row, std::int64_t x, bool v) {
+    std::uint8_t& byte = row[x >> 3];
+    byte = static_cast<std::uint8_t>(v ? byte | bitMask(x) : byte & ~bitMask(x));
+}
+inline bool getBit(const char* row, std::int64_t x) {
+    return getBit(reinterpret_cast<const std::uint8_t*>(row), x);
+}
+inline void putBit(char* row, std::int64_t x, bool v) {
+    putBit(reinterpret_cast<std::uint8_t*>(row), x, v);
+}
+
+// ---- rows a byte at a time ---------------------------------------------------------
 
 // A source row realigned to a destination bit offset: at(k) is the byte of
 // source bits that falls on destination byte k.
@@ -61,8 +85,8 @@ void mapBitRow(std::uint8_t* d, int dstBit, const BitSource* src, std::int64_t b
     };
     const std::int64_t end = dstBit + bits;  // one past the last bit
     const std::int64_t lastByte = (end - 1) >> 3;
-    const unsigned firstMask = 0xFFu >> dstBit;
-    const unsigned lastMask = (0xFF00u >> (((end - 1) & 7) + 1)) & 0xFFu;
+    const unsigned firstMask = ~topMask(dstBit) & 0xFFu;
+    const unsigned lastMask = topMask(static_cast<int>(((end - 1) & 7) + 1));
     if (lastByte == 0) {
         merge(0, firstMask & lastMask);
         return;
