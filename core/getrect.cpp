@@ -21,7 +21,9 @@ struct View {
 
 struct Layout {
     int planes = 1;       // planes in the buffer
-    int pixelBytes = 0;   // bytes per pixel within one plane (0 for 1-bit)
+    // Bytes per pixel within one plane (0 for 1-bit), in 64 bits: a header
+    // grown to 2^31 - 1 channels has pixels of more than INT_MAX bytes.
+    std::int64_t pixelBytes = 0;
     bool bits = false;    // 1-bit data
 };
 
@@ -175,7 +177,7 @@ Layout layoutOf(const VskImage* image) {
     Layout L;
     L.planes = vsk::planeCount(image);
     L.bits = image->depth == VSK_1U;
-    L.pixelBytes = vsk::depthBytes(image->depth) *
+    L.pixelBytes = std::int64_t{vsk::depthBytes(image->depth)} *
                    (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
     return L;
 }

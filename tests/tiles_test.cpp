@@ -477,6 +477,10 @@ TEST(GetRect, RejectsWhatItCannotRead) {
     huge.get()->tileInfo->width = huge.get()->tileInfo->height = 1 << 30;
     EXPECT_EQ(vskGetRect(huge.get(), 0, 0, 4, 4, &step), nullptr);
     EXPECT_TRUE(huge.log.empty());
+    // Pixels of more than INT_MAX bytes (2^31 - 1 channels set after allocation): refused.
+    ImagePtr wide = makeImage(1, VSK_16S, 0, 4, 4);
+    wide->nChannels = INT_MAX;
+    EXPECT_EQ(vskGetRect(wide.get(), 0, 0, 1, 1, &step), nullptr);
     // An empty rectangle is a valid, empty buffer.
     void* p = vskGetRect(image.get(), 2, 2, 0, 3, &step);
     EXPECT_NE(p, nullptr);
