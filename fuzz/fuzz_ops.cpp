@@ -395,8 +395,10 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
             // Tiles too large for a fuzzer are all refused (0 bytes).
             const std::int64_t planes2 = h->dataOrder == VSK_DATA_ORDER_PLANE ? h->nChannels : 1;
             const std::int64_t row = rowBytes(h->dataOrder, h->depth, h->align, h->nChannels, info->width);
-            const std::int64_t bytes = row > 0 && row <= kMaxTileBytes && th <= kMaxTileBytes
-                                           ? row * th * std::max<std::int64_t>(planes2, 0) : 0;
+            // Each factor is bounded before the next product, so none overflows.
+            const std::int64_t plane = row > 0 && row <= kMaxTileBytes && th <= kMaxTileBytes ? row * th : 0;
+            const std::int64_t bytes = plane > 0 && plane <= kMaxTileBytes && planes2 <= kMaxTileBytes
+                                           ? plane * std::max<std::int64_t>(planes2, 0) : 0;
             t.bytes = bytes > 0 && bytes <= kMaxTileBytes ? bytes : 0;
             t.gridCols = (std::int64_t{std::max(h->width, 0)} + tw - 1) / tw;
             t.gridRows = (std::int64_t{std::max(h->height, 0)} + th - 1) / th;
