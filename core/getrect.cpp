@@ -207,7 +207,8 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
     const Layout L = layoutOf(image);
     const std::int64_t stride =
         vsk::rowBytes(image->dataOrder, image->depth, image->align, image->nChannels, width);
-    const std::int64_t size = stride * height * L.planes;
+    // Saturated products: 2^31 - 1 planes of a large rectangle overflow 64 bits.
+    const std::int64_t size = vsk::mulSat(vsk::mulSat(stride, height), L.planes);
     if (!vsk::fitsInt(stride) || size > INT_MAX - 64) return nullptr;
     char* buffer = static_cast<char*>(vskAllocAligned(static_cast<int>(size)));
     if (!buffer) return nullptr;

@@ -481,6 +481,9 @@ TEST(GetRect, RejectsWhatItCannotRead) {
     ImagePtr wide = makeImage(1, VSK_16S, 0, 4, 4);
     wide->nChannels = INT_MAX;
     EXPECT_EQ(vskGetRect(wide.get(), 0, 0, 1, 1, &step), nullptr);
+    // As many planes, each of a large rectangle: the size saturates, refused.
+    wide->dataOrder = VSK_DATA_ORDER_PLANE;
+    EXPECT_EQ(vskGetRect(wide.get(), 0, 0, 1 << 20, 1 << 14, &step), nullptr);
     // An empty rectangle is a valid, empty buffer.
     void* p = vskGetRect(image.get(), 2, 2, 0, 3, &step);
     EXPECT_NE(p, nullptr);
