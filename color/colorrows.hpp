@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "bits.hpp"
@@ -20,13 +21,19 @@ namespace vsk::color {
 template <class E>
 using ValueOf = std::conditional_t<kIsBit<E>, bool, E>;
 
-// Loads and stores values of one channel in one row.
+// Loads and stores values of one channel in one row. Values are moved as
+// bytes: a row may start anywhere when a header's widthStep is not a multiple
+// of the value size.
 template <class E>
 struct Access {
-    E* p;
+    char* p;
     std::int64_t stride;
-    E load(std::int64_t k) const { return p[k * stride]; }
-    void store(std::int64_t k, E v) const { p[k * stride] = v; }
+    E load(std::int64_t k) const {
+        E v;
+        std::memcpy(&v, p + k * stride * std::int64_t{sizeof(E)}, sizeof v);
+        return v;
+    }
+    void store(std::int64_t k, E v) const { std::memcpy(p + k * stride * std::int64_t{sizeof(E)}, &v, sizeof v); }
 };
 
 template <>
@@ -70,9 +77,26 @@ struct Runs {
         if constexpr (kIsBit<E>)
             return {reinterpret_cast<std::uint8_t*>(p)};
         else
-            return {reinterpret_cast<E*>(p), stride};
+            return {p, stride};
     }
 };
+
+// True when every row of the runs starts each channel on a multiple of the
+// value size, as the row kernels need; rows of a widthStep that is not a
+// multiple of it go value by value as bytes instead.
+template <class E, int N>
+bool alignedRuns(const Runs<E, N>& runs) {
+    if constexpr (kIsBit<E>) {
+        return true;
+    } else {
+        constexpr auto size = static_cast<std::int64_t>(sizeof(E));
+        if (runs.step % size != 0) return false;
+        const auto base = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(runs.area.base) % size);
+        for (int c = 0; c < N; ++c)
+            if ((base + runs.off[c]) % size != 0) return false;
+        return true;
+    }
+}
 
 // True when two areas share a byte.
 inline bool overlaps(const Area& a, const Area& b) {

@@ -64,7 +64,7 @@ int kernelLayout(const int64_t off[3], int64_t stride, int64_t count, bool writt
 // The first values of three channel runs of row r, `first` pixels on.
 template <class E, int N>
 void rowStarts(const Runs<E, N>& runs, int64_t r, int64_t first, const void* p[3]) {
-    for (int c = 0; c < N; ++c) p[c] = runs.at(c, r).p + first * runs.stride;
+    for (int c = 0; c < N; ++c) p[c] = runs.at(c, r).p + first * runs.stride * int64_t{sizeof(E)};
     for (int c = N; c < 3; ++c) p[c] = p[0];
 }
 
@@ -92,7 +92,8 @@ bool lumaKernelRows(const Runs<S, 3>& in, const Runs<D, 1>& out, const LumaRule&
         return false;
     } else {
         const int layout = kernelLayout<S>(plan.off, plan.stride, plan.count, false);
-        if (layout < 0 || overlaps(in.area, out.area)) return false;
+        if (layout < 0 || overlaps(in.area, out.area) || !alignedRuns(in) || !alignedRuns(out))
+            return false;
         // 1-bit destinations take the grey value of the source's own depth.
         using G = std::conditional_t<kIsBit<D>, S, D>;
         const LumaRow kernel = grayRows().luma[sizeof(S) == 2][layout][std::is_same_v<G, uint16_t>];
@@ -197,7 +198,7 @@ void spreadRows(const Block& b, const GrayToColorCoeffs& k, const int64_t off[3]
     // The table's kernels, unless the buffers overlap (in-place rows keep
     // their order) or the channels do not take one of its layouts.
     const int layout = kernelLayout<D>(off, stride, b.width, true);
-    if (layout >= 0 && !overlaps(in.area, out.area)) {
+    if (layout >= 0 && !overlaps(in.area, out.area) && alignedRuns(in) && alignedRuns(out)) {
         // Deliberately the first channel takes the red multiplier whatever
         // the destination's channel order.
         const SpreadCoeffs coeffs{

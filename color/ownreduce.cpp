@@ -143,7 +143,8 @@ void jitterRows(const Block& b, const JitterTables& tables, const JitterRule& ru
         for (int64_t i = 0; i < b.rows; ++i) {
             const int64_t n = in.fit(i, shape.count);
             if (n <= 0) continue;
-            S* row = in.at(0, i).p;
+            // The source block is the walk's own aligned copy.
+            S* row = reinterpret_cast<S*>(in.at(0, i).p);
             for (int64_t j = 0; j < n; ++j) jitterNoise(row + j, tables, rule, amplitude, j, i);
         }
     }
@@ -189,23 +190,32 @@ struct DitherPixels {
     int q;
     int e[3] = {0, 0, 0};
 
-    T* at(int c, int64_t y, int64_t x) const {
+    // The value's bytes, or null outside the area (checked access). Values
+    // are moved as bytes: rows may start anywhere when a header's widthStep
+    // is not a multiple of the value size.
+    char* at(int c, int64_t y, int64_t x) const {
         const int64_t o = off[c] + y * step + x * int64_t{sizeof(T)};
         if constexpr (Checked)
             if (o < 0 || o > area.size - int64_t{sizeof(T)}) return nullptr;
-        return reinterpret_cast<T*>(area.base + o);
+        return area.base + o;
     }
+    static T get(const char* p) {
+        T v;
+        std::memcpy(&v, p, sizeof v);
+        return v;
+    }
+    static void put(char* p, T v) { std::memcpy(p, &v, sizeof v); }
     // Quantises the value of every slot at (x, y), keeping the errors.
     void quantise(int64_t y, int64_t x) {
         for (int c = 0; c < slots; ++c) {
-            T* p = at(c, y, x);
+            char* p = at(c, y, x);
             if (!p) {
                 e[c] = 0;
                 continue;
             }
-            const int old = *p;
+            const int old = get(p);
             const int v = ditherQuantize(old, q);
-            *p = static_cast<T>(v);
+            put(p, static_cast<T>(v));
             e[c] = old - v;
         }
     }
@@ -213,7 +223,7 @@ struct DitherPixels {
     // wrapping at the value width.
     void spread(int64_t y, int64_t x, int weight, int shift) {
         for (int c = 0; c < slots; ++c)
-            if (T* p = at(c, y, x)) *p = static_cast<T>(*p + ((weight * e[c]) >> shift));
+            if (char* p = at(c, y, x)) put(p, static_cast<T>(get(p) + ((weight * e[c]) >> shift)));
     }
 };
 
@@ -267,8 +277,8 @@ void orderedDither(P& px, int64_t width, int64_t height, int64_t s, const int* p
     for (int64_t y = 0; y < height; ++y)
         for (int64_t x = 0; x < width; x += s)
             for (int c = 0; c < px.slots; ++c)
-                if (auto* p = px.at(c, y, x))
-                    *p = static_cast<typename P::Value>(ditherOrdered(*p, x, y, px.q, pattern));
+                if (char* p = px.at(c, y, x))
+                    px.put(p, static_cast<typename P::Value>(ditherOrdered(px.get(p), x, y, px.q, pattern)));
 }
 
 template <class T, bool Checked>

@@ -118,7 +118,8 @@ void copyBits(const u8* src, std::int64_t srcBit, u8* dst, std::int64_t dstBit,
     std::int64_t bytes = count >> 3;
     const int tail = static_cast<int>(count & 7);
     if (s == 0) {
-        std::memcpy(dst, src, static_cast<std::size_t>(bytes));
+        // Moved, not copied: rows of a widthStep shorter than a row overlap.
+        std::memmove(dst, src, static_cast<std::size_t>(bytes));
         src += bytes;
         dst += bytes;
     } else {

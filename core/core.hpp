@@ -204,4 +204,9 @@ inline bool statusNegative() { return tvskGetErrStatus() < 0; }
 // Overflow-safe narrowing: true if v fits in a signed 32-bit int.
 inline bool fitsInt(std::int64_t v) { return v >= INT_MIN && v <= INT_MAX; }
 
+// The product of two non-negative numbers, INT64_MAX where it would overflow.
+inline std::int64_t mulSat(std::int64_t a, std::int64_t b) {
+    return a != 0 && b > INT64_MAX / a ? INT64_MAX : a * b;
+}
+
 }  // namespace vsk

@@ -21,7 +21,9 @@ struct View {
 
 struct Layout {
     int planes = 1;       // planes in the buffer
-    int pixelBytes = 0;   // bytes per pixel within one plane (0 for 1-bit)
+    // Bytes per pixel within one plane (0 for 1-bit), in 64 bits: a header
+    // grown to 2^31 - 1 channels has pixels of more than INT_MAX bytes.
+    std::int64_t pixelBytes = 0;
     bool bits = false;    // 1-bit data
 };
 
@@ -175,7 +177,7 @@ Layout layoutOf(const VskImage* image) {
     Layout L;
     L.planes = vsk::planeCount(image);
     L.bits = image->depth == VSK_1U;
-    L.pixelBytes = vsk::depthBytes(image->depth) *
+    L.pixelBytes = std::int64_t{vsk::depthBytes(image->depth)} *
                    (image->dataOrder == VSK_DATA_ORDER_PLANE ? 1 : image->nChannels);
     return L;
 }
@@ -205,7 +207,8 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
     const Layout L = layoutOf(image);
     const std::int64_t stride =
         vsk::rowBytes(image->dataOrder, image->depth, image->align, image->nChannels, width);
-    const std::int64_t size = stride * height * L.planes;
+    // Saturated products: 2^31 - 1 planes of a large rectangle overflow 64 bits.
+    const std::int64_t size = vsk::mulSat(vsk::mulSat(stride, height), L.planes);
     if (!vsk::fitsInt(stride) || size > INT_MAX - 64) return nullptr;
     char* buffer = static_cast<char*>(vskAllocAligned(static_cast<int>(size)));
     if (!buffer) return nullptr;

@@ -122,7 +122,8 @@ RoiRect roiRect(const VskImage* image) {
     r.y = static_cast<int>(y);
     r.coi = c;
     r.channels = channelCount(image);
-    r.planeSize = static_cast<int>(static_cast<std::int64_t>(H) * step);
+    // Sizes beyond any buffer (a tiled image 2^31 - 1 rows high) are capped, not wrapped.
+    r.planeSize = static_cast<int>(std::min<std::int64_t>(mulSat(H, step), INT_MAX));
     if (image->imageData) {
         std::int64_t off = y * step;
         if (image->dataOrder == VSK_DATA_ORDER_PLANE) {

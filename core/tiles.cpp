@@ -164,6 +164,8 @@ bool forEachTilePiece(const VskImage* image, std::int64_t x0, std::int64_t y0, s
                       PieceVisitor visit, void* context) {
     if (x0 >= x1 || y0 >= y1) return true;
     const std::int64_t tw = image->tileInfo->width, th = image->tileInfo->height;
+    // A tile whose size overflows 64 bits cannot be in memory: refused unasked.
+    if (tileStride(image) > INT64_MAX / th / std::max(planeCount(image), 1)) return false;
     const std::int64_t c0 = x0 / tw, c1 = (x1 - 1) / tw;
     // The tiles of the current tile row held at once (one, or the whole row).
     std::vector<void*> held;

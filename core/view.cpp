@@ -64,6 +64,13 @@ Pixels pixelsOf(const VskImage* like, void* data, int width, int height) {
     return {static_cast<char*>(data), stride, stride * height};
 }
 
+int rowsInside(const VskImage* image, int lastPlane) {
+    const Pixels px = pixelsOf(image);
+    const std::int64_t bits = std::int64_t{depthBits(image->depth)} * image->width * pixelPitch(image);
+    return static_cast<int>(rowsInside(std::int64_t{image->dataSize} - lastPlane * px.plane,
+                                       strideOfBits(bits, 1), px.stride, image->height));
+}
+
 void copyPixels(const VskImage* like, const Pixels& from, std::int64_t fx, std::int64_t fy,
                 const Pixels& to, std::int64_t tx, std::int64_t ty, std::int64_t w,
                 std::int64_t h, int planes) {

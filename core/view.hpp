@@ -115,6 +115,9 @@ inline std::int64_t rowsInside(std::int64_t room, std::int64_t extent, std::int6
     if (rows <= 0 || room < extent) return 0;
     return step <= 0 ? rows : std::min(rows, (room - extent) / step + 1);
 }
+// The same rule for a buffered image's own rows in planes 0 to lastPlane (0
+// in pixel order): all of its height unless the header no longer matches its buffer.
+int rowsInside(const VskImage* image, int lastPlane);
 
 // A width x height buffer laid out like `like` (its recomputed row stride).
 Pixels pixelsOf(const VskImage* like, void* data, int width, int height);

@@ -8,6 +8,7 @@
 #include "bits.hpp"
 #include "dib.hpp"
 #include "dibpalette.hpp"
+#include "view.hpp"
 
 namespace {
 
@@ -182,10 +183,12 @@ struct ImageRows {
     std::uint8_t* data;
     std::int64_t stride, plane;
     int height, origin;
+    int inside;  // memory rows inside the buffer (fewer when the header no longer matches it)
+    int memoryRow(int pictureRow) const { return origin == 1 ? height - 1 - pictureRow : pictureRow; }
     std::uint8_t* row(int pictureRow) const {
-        const int r = origin == 1 ? height - 1 - pictureRow : pictureRow;
-        return data + static_cast<std::int64_t>(r) * stride;
+        return data + static_cast<std::int64_t>(memoryRow(pictureRow)) * stride;
     }
+    bool holds(int pictureRow) const { return memoryRow(pictureRow) < inside; }
 };
 
 ImageRows rowsOf(const VskImage* image) {
@@ -195,6 +198,7 @@ ImageRows rowsOf(const VskImage* image) {
     rows.plane = rows.stride * image->height;
     rows.height = image->height;
     rows.origin = image->origin;
+    rows.inside = vsk::rowsInside(image, vsk::planeCount(image) - 1);
     return rows;
 }
 
@@ -253,20 +257,23 @@ bool readImageRow(const VskImage* image, int pictureRow, Pixel* out) {
     const Steps s = stepsOf(image, rows);
     const std::uint8_t* row = rows.row(pictureRow);
     const int n = image->width, ch = image->nChannels;
+    // A row past the end of a buffer that no longer matches its header reads as black.
+    const bool inside = rows.holds(pictureRow);
     bool read = false;
     vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(image->depth, [&](auto t) {
         using T = decltype(t);
-        if constexpr (vsk::kIsBit<T>) {
-            if (ch != 1) return;
+        if (vsk::kIsBit<T> ? ch != 1 : ch != 1 && ch != 3 && ch != 4) return;
+        read = true;
+        if (!inside) {
+            std::fill(out, out + n, Pixel{0, 0, 0, 0});
+        } else if constexpr (vsk::kIsBit<T>) {
             for (int x = 0; x < n; ++x) {
                 const std::uint8_t v = vsk::getBit(row, x) ? 255 : 0;
                 out[x] = Pixel{v, v, v, 0};
             }
         } else {
-            if (ch != 1 && ch != 3 && ch != 4) return;
             readChannels<T>(row, s, ch, out, n);
         }
-        read = true;
     });
     return read;
 }
@@ -390,6 +397,8 @@ VSK_API void VSK_CALL tvskConvertFromDIB(const BITMAPINFOHEADER* dib, VskImage* 
     vsk::dispatchDepth<vsk::Depths<vsk::Bit, std::uint8_t, std::uint16_t>>(depth, [&](auto t) {
         using T = decltype(t);
         for (std::int64_t y = 0; y < rows; ++y) {
+            // Rows past the end of a buffer that no longer matches its header are not written.
+            if (!out.holds(static_cast<int>(y))) continue;
             // Picture order from the top: a bottom-up DIB starts at its last row.
             const std::int64_t memoryRow = dib->biHeight > 0 ? rows - 1 - y : y;
             reader(dib, fields, first + memoryRow * dibStride, line.data(), cols);

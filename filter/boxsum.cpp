@@ -173,7 +173,16 @@ struct Plane {
         origin = image->imageData + offset;
         room = image->dataSize - offset;
     }
-    T* row(std::int64_t r) const { return reinterpret_cast<T*>(origin + step * r); }
+    // Row r, or null when it does not start on a multiple of the value size
+    // (a widthStep that is not one): such rows are written as bytes, by put.
+    T* row(std::int64_t r) const {
+        char* p = origin + step * r;
+        return reinterpret_cast<std::uintptr_t>(p) % sizeof(T) ? nullptr : reinterpret_cast<T*>(p);
+    }
+    // Stores value j of row r as bytes.
+    void put(std::int64_t r, std::int64_t j, T v) const {
+        std::memcpy(origin + step * r + j * pitch * static_cast<std::int64_t>(sizeof(T)), &v, sizeof v);
+    }
     // True when `cols` pixels of row r lie inside the buffer; rows past the end
     // of a buffer that no longer matches its header are not written.
     bool holds(std::int64_t r, int cols) const {
@@ -343,9 +352,8 @@ private:
         for (int c = g.first; c <= g.last; ++c) {
             const Plane<T> o = out(c);
             if (!o.holds(i, cols_)) continue;
-            T* d = o.row(i) + p0 * o.pitch;
             const T* s = values + (planes_ ? 0 : c);
-            for (std::int64_t j = 0; j < len; ++j) d[j * o.pitch] = s[j * n_];
+            for (std::int64_t j = 0; j < len; ++j) o.put(i, p0 + j, s[j * n_]);
         }
     }
 

@@ -25,6 +25,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -108,11 +109,10 @@ std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, i
     return (n + a - 1) / a * a;
 }
 
-constexpr std::int64_t kMaxTileBytes = 4 << 20;
+constexpr std::int64_t kMaxTileBytes = 256 << 10, kMaxStoredBytes = 16 << 20;
 constexpr int kMaxHandouts = 1 << 15, kMaxStoredTiles = 4096;
 
 struct Held {
-    void* data;
     int col, row, mode;
 };
 
@@ -126,7 +126,7 @@ struct Tiles {
     bool keepPointer = false;          // leaves tileData set on release
     std::uint32_t seed = 0;
     std::map<std::pair<int, int>, std::vector<std::uint8_t>> store;
-    std::vector<Held> held;
+    std::unordered_map<void*, Held> held;  // blocks handed out, by address
     int requests = 0, handouts = 0, refusals = 0;
 
     std::vector<std::uint8_t>& tile(int col, int row) {
@@ -147,9 +147,12 @@ struct Tiles {
         if (bytes <= 0 || handouts >= kMaxHandouts || col < 0 || row < 0) return false;
         if (policy == 1 && n == k) return false;
         if (policy == 2 && n >= k) return false;
-        if (policy == 3) return col < gridCols + 64 && row < gridRows + 64 &&
-                                (store.count({col, row}) || store.size() < kMaxStoredTiles);
-        return col < gridCols && row < gridRows;
+        // Past the store's limits tiles are refused, as by a call-back out of memory.
+        const bool room = store.count({col, row}) ||
+                          (store.size() < kMaxStoredTiles &&
+                           static_cast<std::int64_t>(store.size() + 1) * bytes <= kMaxStoredBytes);
+        if (policy == 3) return col < gridCols + 64 && row < gridRows + 64 && room;
+        return col < gridCols && row < gridRows && room;
     }
 };
 
@@ -166,22 +169,22 @@ void VSK_CALL tileCallback(const VskImage* image, int col, int row, int mode) {
         void* block = std::malloc(static_cast<std::size_t>(t->bytes));
         if (!block) violation("out of memory for a tile");
         std::memcpy(block, contents.data(), contents.size());
-        t->held.push_back({block, col, row, mode});
+        t->held[block] = {col, row, mode};
         ++t->handouts;
         info->tileData = block;
         return;
     }
     if (mode != VSK_TILE_RELEASE) violation("tile call-back mode", mode);
-    auto it = std::find_if(t->held.begin(), t->held.end(),
-                           [&](const Held& h) { return h.data == info->tileData; });
+    auto it = t->held.find(info->tileData);
     if (it == t->held.end()) violation("a tile given back that is not held", col, row);
-    if (it->col != col || it->row != row) violation("a tile given back with other indexes", col, row);
+    const Held h = it->second;
+    if (h.col != col || h.row != row) violation("a tile given back with other indexes", col, row);
     std::vector<std::uint8_t>& contents = t->tile(col, row);
-    if (it->mode == VSK_TILE_WRITE)
-        std::memcpy(contents.data(), it->data, contents.size());
-    else if (std::memcmp(contents.data(), it->data, contents.size()) != 0)
+    if (h.mode == VSK_TILE_WRITE)
+        std::memcpy(contents.data(), it->first, contents.size());
+    else if (std::memcmp(contents.data(), it->first, contents.size()) != 0)
         violation("a tile taken for reading came back changed", col, row);
-    std::free(it->data);
+    std::free(it->first);
     t->held.erase(it);
     if (!t->keepPointer) info->tileData = nullptr;
 }
@@ -196,9 +199,12 @@ const char* const kModels[] = {"RGB", "RGBA", "GRAY", "HSV", "HLS", "Gray"};
 const char* const kSeqs[] = {"RGB", "BGR", "RGBA", "BGRA", "G", "GRAY", "HSV", "HLS"};
 const int kStrips[] = {700, 1500, 2049, 4100, 65537};
 
-int imageSize(std::uint8_t v) {
+// Sizes: 0 gives 16, then 0..70, then long strips; the last code gives a
+// tiled image (which needs no buffer) 2^30 or 2^31 - 1 pixels.
+int imageSize(std::uint8_t v, bool tiled, std::uint8_t junk) {
     if (v == 0) return 16;
     if (v <= 250) return (v - 1) % 71;
+    if (v == 255 && tiled) return junk & 1 ? INT_MAX : 1 << 30;
     return kStrips[v - 251];
 }
 
@@ -209,6 +215,9 @@ int tileSize(std::uint8_t v) {
 }
 
 int roiOffset(std::uint8_t v) { return v < 200 ? v % 80 : extreme(v); }
+
+// A field grown by n, at most to INT_MAX.
+int grow(int field, int n) { return static_cast<int>(std::min<std::int64_t>(std::int64_t{field} + n, INT_MAX)); }
 
 std::uint32_t hashBytes(const void* p, std::size_t n) {
     const auto* b = static_cast<const std::uint8_t*>(p);
@@ -235,7 +244,7 @@ struct Image {
     Image& operator=(const Image&) = delete;
 
     ~Image() {
-        for (const Held& h : tiles.held) std::free(h.data);
+        for (const auto& h : tiles.held) std::free(h.first);
         std::free(buffer);
         if (header) {
             header->roi = nullptr;
@@ -276,14 +285,15 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
     const int order = layout & kPlaneBit ? 1 : 0;
     const int origin = layout & kOriginBit ? 1 : 0;
     const int align = layout & kAlign8Bit ? 8 : 4;
-    int height = imageSize(r(kHeight)), width = imageSize(r(kWidth));
+    const bool tiledLayout = (layout & kTiledBit) != 0;
+    int height = imageSize(r(kHeight), tiledLayout, r(kJunk)), width = imageSize(r(kWidth), tiledLayout, r(kJunk));
 
     // Created with values the creation check accepts; the others are set after.
     const unsigned createDepth = d >= 240 ? VSK_8U : depth;
     const int createChannels = std::max(nChannels, 1);
     const int createAlpha = alpha < 0 || alpha > createChannels ? 0 : alpha;
     const std::int64_t planes = order ? createChannels : 1;
-    if (rowBytes(order, createDepth, align, createChannels, width) * height * planes > (8 << 20))
+    if (!tiledLayout && rowBytes(order, createDepth, align, createChannels, width) * height * planes > (8 << 20))
         height = std::min(height, 2);
 
     if (layout & kRoiBit) {
@@ -311,9 +321,12 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
     }
 
     // A field changed after the header was made: the buffer follows dataSize.
+    // With VSK_FUZZ_CONSISTENT set no field is changed (a run that looks past
+    // faults of that kind).
+    static const bool consistent = std::getenv("VSK_FUZZ_CONSISTENT") != nullptr;
     bool noData = false, bothData = false;
     const std::uint8_t av = r(kAlterValue);
-    switch (r(kAlter) % 17) {
+    switch (consistent ? 0 : r(kAlter) % 17) {
         case 1: h->dataOrder = av & 1 ? 2 : -1; break;
         case 2: h->origin = av & 1 ? 2 : -1; break;
         case 3: {
@@ -330,11 +343,15 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
             break;
         }
         case 7: h->dataSize = h->dataSize > 0 ? h->dataSize - av % (h->dataSize + 1) : 0; break;
-        case 8: h->dataSize += av; break;
-        case 9: h->width += 1 + av % 64; break;
+        case 8: h->dataSize = grow(h->dataSize, av); break;
+        case 9: h->width = grow(h->width, 1 + av % 64); break;
         case 10: h->width = av % 80; break;
-        case 11: h->height += 1 + av % 64; break;
-        case 12: h->nChannels = 1 + av % 5; break;
+        case 11: h->height = grow(h->height, 1 + av % 64); break;
+        case 12: {
+            static const int many[] = {64, 1 << 16, 1 << 24, INT_MAX};
+            h->nChannels = av < 200 ? 1 + av % 5 : many[av % 4];
+            break;
+        }
         case 13: h->depth = kDepths[av % 6]; break;
         case 14: h->dataOrder ^= 1; break;
         case 15: h->align = h->align == 4 ? 8 : 4; break;
@@ -378,8 +395,10 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
             // Tiles too large for a fuzzer are all refused (0 bytes).
             const std::int64_t planes2 = h->dataOrder == VSK_DATA_ORDER_PLANE ? h->nChannels : 1;
             const std::int64_t row = rowBytes(h->dataOrder, h->depth, h->align, h->nChannels, info->width);
-            const std::int64_t bytes = row > 0 && row <= kMaxTileBytes && th <= kMaxTileBytes
-                                           ? row * th * std::max<std::int64_t>(planes2, 0) : 0;
+            // Each factor is bounded before the next product, so none overflows.
+            const std::int64_t plane = row > 0 && row <= kMaxTileBytes && th <= kMaxTileBytes ? row * th : 0;
+            const std::int64_t bytes = plane > 0 && plane <= kMaxTileBytes && planes2 <= kMaxTileBytes
+                                           ? plane * std::max<std::int64_t>(planes2, 0) : 0;
             t.bytes = bytes > 0 && bytes <= kMaxTileBytes ? bytes : 0;
             t.gridCols = (std::int64_t{std::max(h->width, 0)} + tw - 1) / tw;
             t.gridRows = (std::int64_t{std::max(h->height, 0)} + th - 1) / th;
@@ -919,7 +938,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     char* start = nullptr;
                     int step = 0, channels = 0, rows = 0, cols = 0, planeSize = 0;
                     vskRoiRect(h, &start, &step, &channels, &rows, &cols, &planeSize);
-                    if (rows > 0 && cols > 0 && (start < h->imageData || start >= h->imageData + h->dataSize))
+                    // For a valid header (a channel of interest it has) the rectangle starts inside.
+                    if (vskBadImageHeader(h) == 0 && rows > 0 && cols > 0 &&
+                        (start < h->imageData || start >= h->imageData + h->dataSize))
                         violation("a ROI rectangle starting outside the buffer");
                 }
             }
@@ -947,6 +968,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     for (Image* img : call.pool)
         if (img->header == call.source) call.srcRefusals = img->tiles.refusals;
+    if (std::getenv("VSK_FUZZ_TRACE"))
+        std::fprintf(stderr, "  reports %d, status %d\n", g_reports.count, tvskGetErrStatus());
     checkAfter(call, pending);
     return 0;
 }

@@ -103,6 +103,22 @@ int main(int argc, char** argv) {
         write(frame(kAddS, {grey(k1U), grey(k1U)}, layout));
         write(frame(kAnd, {grey(k1U), grey(k1U), grey(k1U)}, layout));
     }
+    // Compositing whose alpha target is a tiled source of another tile size
+    // (its blocks span tiles, are gathered and put back): alpha images from
+    // slot 7 (A's alpha none, B's none, the target image 1, i.e. source A).
+    {
+        std::vector<std::uint8_t> f = frame(kAlphaComposite, {rgba(), rgba(), rgba()}, kTiledBit,
+                                            {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                             0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});
+        f[kFlagsByte] = kExtraImages;
+        // 16 x 16 tiles for the destination, whose blocks span four of A's 8 x 8.
+        f[kImage0 + 2 * kImageBytes + kTileWidth] = f[kImage0 + 2 * kImageBytes + kTileHeight] = 1;
+        write(f);
+    }
+    // Bit images into bitmaps: fixed and median-cut tables.
+    for (std::uint8_t palette : {3, 4})
+        write(frame(kConvertToDIB, {grey(k1U)}, 0, {0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0,
+                                                     0, 0, 0, 0, 0, 0, 0, 0, palette}));
     // Bitmaps: every bit count, into and out of images, with palettes.
     // Bit-count codes 0..5: 24, 1, 4, 8, 16, 32 bits; palette codes 2..4: conversions 0..2.
     for (std::uint8_t bits = 0; bits < 6; ++bits)

@@ -210,7 +210,13 @@ void runKernel(const K& k, const VskImage* src, VskImage* dst, int first, int co
         buffer = static_cast<std::uint8_t*>(vskAllocAligned(static_cast<int>(bytes)));
         if (!buffer) return;
     }
-    for (int p = first; p < first + count; ++p)
+    // Planes that start past either buffer's end move nothing, nor do the
+    // later ones: the loop stops there (2^31 - 1 planes over a small buffer).
+    auto startsInside = [](const Area& a) {
+        return a.plane > 0 ? std::max<std::int64_t>((a.size + a.plane - 1) / a.plane, 0) : INT64_MAX;
+    };
+    const std::int64_t end = std::min({std::int64_t{first} + count, startsInside(s), startsInside(d)});
+    for (std::int64_t p = first; p < end; ++p)
         mirrorPlane(k, s, d, p * s.plane, p * d.plane, rows, flipAxis, buffer);
     vskFreeAligned(buffer);
 }

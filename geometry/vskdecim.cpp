@@ -119,6 +119,12 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
 
     const int cols = plan.x.count, rows = plan.y.count;
     if (cols <= 0 || rows <= 0) return;
+    // A source buffer that no longer matches its header: rows past its end
+    // are not sampled (the last one inside stands in).
+    if (!src->tileInfo) {
+        plan.y.extent = std::min(plan.y.extent, rowsInside(src, planar ? plan.srcChannel + plan.planes - 1 : 0));
+        if (plan.y.extent < plan.y.taps) return;
+    }
 
     if (!dst->tileInfo) {
         const std::int64_t stride = imageStride(dst);
@@ -126,7 +132,9 @@ void decimate(VskImage* src, VskImage* dst, int xU, int xL, int yU, int yL, int 
         piece.dst = dstViewAt(plan, dst->imageData, stride, stride * dst->height, dstChannel,
                               planar, dstX, dstY);
         piece.cols = cols;
-        piece.rows = rows;
+        // Destination rows past the end of its buffer are not written.
+        piece.rows = std::min(rows, rowsInside(dst, planar ? dstChannel + plan.planes - 1 : 0) - dstY);
+        if (piece.rows <= 0) return;
         runReported(plan, piece);
         return;
     }

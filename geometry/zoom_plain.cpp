@@ -565,7 +565,8 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     }
 
     if (overlap && scratch.ok()) {
-        const std::int64_t end = imageStride(dst) * dst->height / static_cast<std::int64_t>(sizeof(T)) -
+        const std::int64_t end = std::min<std::int64_t>(imageStride(dst) * dst->height, dst->dataSize) /
+                                     static_cast<std::int64_t>(sizeof(T)) -
                                  (dBase - reinterpret_cast<T*>(dst->imageData));
         for (int j = 0; j < shape.rows; ++j)
             for (int i = 0; i < shape.cols; ++i)
@@ -622,12 +623,21 @@ void plainZoom(const VskImage* src, const VskImage* dst, double xInv, double yIn
     job.d.cols = clampSize(job.d.cols, job.s.cols, xInv);
     job.d.rows = clampSize(job.d.rows, job.s.rows, yInv);
     if (job.d.cols <= 0 || job.d.rows <= 0) return;
-    job.ax = {job.d.cols, xInv, xStart, job.s.x, src->width};
-    job.ay = {job.d.rows, yInv, yStart, job.s.y, src->height};
     job.interpolate = interpolate;
     // Deliberately no kernel and no report for the other depths.
     dispatchDepth<Depths<Bit, std::uint8_t, std::uint16_t>>(src->depth, [&](auto t) {
         using T = decltype(t);
+        // Buffers that no longer match their headers: source rows past the
+        // end are not sampled (the last one inside stands in), destination
+        // rows past it are not written.
+        const bool plane = src->dataOrder == VSK_DATA_ORDER_PLANE;
+        const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
+        const int srcRows = rowsInside(src, plane ? job.sc.start + passes - 1 : 0);
+        job.d.rows =
+            std::min(job.d.rows, rowsInside(dst, plane ? job.dc.start + passes - 1 : 0) - job.d.y);
+        if (job.d.rows <= 0 || srcRows <= job.s.y) return;
+        job.ax = {job.d.cols, xInv, xStart, job.s.x, src->width};
+        job.ay = {job.d.rows, yInv, yStart, job.s.y, srcRows};
         if constexpr (kIsBit<T>)
             zoomBits(src, dst, job);
         else

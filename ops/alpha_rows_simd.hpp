@@ -167,7 +167,8 @@ struct RgbaDivideGroup {
 // ones up to an aligned destination) through padded copies.
 template <class I, class Group>
 void rgbaRows(const U8* A, const U8* B, U8* d, int n, bool stream) {
-    constexpr int G = I::kGroupBytes, P = G / 4;
+    // Static, so that the lambda below may size arrays by it without a capture.
+    static constexpr int G = I::kGroupBytes, P = G / 4;
     auto partial = [](const U8* a, const U8* b, U8* out, int m) {
         U8 ia[G] = {}, ib[G] = {}, o[G];
         std::memcpy(ia, a, 4 * m);

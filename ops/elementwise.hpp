@@ -69,6 +69,15 @@ struct Region {
             n = std::min(n, vsk::rowsInside(room[i] - plane * planeStep[i], extent[i], rowStep[i], n));
         return static_cast<int>(n);
     }
+    // The planes whose first row lies inside every buffer; the later ones lie
+    // further past their ends, so the loops stop there (a header of 2^31 - 1
+    // planes over a small buffer).
+    int planesInside() const {
+        std::int64_t n = planes;
+        for (int i = 0; i < count; ++i)
+            n = std::min(n, vsk::rowsInside(room[i], extent[i], planeStep[i], n));
+        return static_cast<int>(n);
+    }
 };
 
 // Plans the work on `count` buffered headers. The whole buffers form one run
@@ -106,7 +115,7 @@ void mapStrided(T* d, int ds, const T* a, int as, const T* b, int bs, std::int64
 // Calls row(pointers) for every row of every plane of the region.
 template <class T, class Row>
 void forEachRow(const Region& r, Row row) {
-    for (int plane = 0; plane < r.planes; ++plane) {
+    for (int plane = 0, planes = r.planesInside(); plane < planes; ++plane) {
         T* p[kMaxOperands] = {};
         for (int i = 0; i < r.count; ++i)
             p[i] = reinterpret_cast<T*>(r.start[i] + plane * r.planeStep[i]);
@@ -135,7 +144,7 @@ Run2 tableRun2(const F&) {
 // that lie inside every buffer, the pointers at the plane's first row.
 template <class Rows>
 void forEachPlane(const Region& r, Rows rows) {
-    for (int plane = 0; plane < r.planes; ++plane) {
+    for (int plane = 0, planes = r.planesInside(); plane < planes; ++plane) {
         char* p[kMaxOperands] = {};
         for (int i = 0; i < r.count; ++i) p[i] = r.start[i] + plane * r.planeStep[i];
         if (const int n = r.rowsInside(plane)) rows(p, n);

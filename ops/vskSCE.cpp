@@ -51,6 +51,13 @@ struct Lane {
         return static_cast<int>(vsk::rowsInside(image->dataSize - start, extent, step, rows));
     }
 
+    // How many of the first `planes` planes have their first row inside the
+    // buffer; the later ones lie further past its end, so the loops stop
+    // there (a header of 2^31 - 1 planes over a small buffer).
+    int planesInside(int planes) const {
+        return static_cast<int>(vsk::rowsInside(image->dataSize - offset, extent, plane, planes));
+    }
+
     char* row(int p, int r) const { return image->imageData + offset + p * plane + r * step; }
 };
 
@@ -58,6 +65,7 @@ struct Lane {
 // bottom.
 template <class F>
 void eachRow(const Lane& a, const Lane& b, int planes, int rows, F&& row) {
+    planes = std::min(a.planesInside(planes), b.planesInside(planes));
     for (int p = 0; p < planes; ++p) {
         const int n = std::min(a.rowsInside(p, rows), b.rowsInside(p, rows));
         for (int r = 0; r < n; ++r) row(a.row(p, r), b.row(p, r));
@@ -66,6 +74,7 @@ void eachRow(const Lane& a, const Lane& b, int planes, int rows, F&& row) {
 
 template <class F>
 void eachRow(const Lane& a, int planes, int rows, F&& row) {
+    planes = a.planesInside(planes);
     for (int p = 0; p < planes; ++p) {
         const int n = a.rowsInside(p, rows);
         for (int r = 0; r < n; ++r) row(a.row(p, r));
@@ -137,7 +146,8 @@ void plainTransfer(VskImage* src, VskImage* dst) {
             // Rows of the two images that share no byte go through the
             // table's copy (short rows, as in tiles, in vector blocks).
             const vsk::CopyRows copy = vsk::elementRows().copy;
-            for (int p = 0; p < planes; ++p) {
+            const int inPlanes = std::min(s.planesInside(planes), d.planesInside(planes));
+            for (int p = 0; p < inPlanes; ++p) {
                 const int inside = std::min(s.rowsInside(p, rows), d.rowsInside(p, rows));
                 char* from = s.row(p, 0);
                 char* to = d.row(p, 0);
@@ -277,6 +287,7 @@ void fillRuns(const Lane& a, int planes, int rows, std::int64_t cols, T v) {
         eachRow(a, planes, rows, [&](char* row) { fillValues(row, 1, cols, v); });
         return;
     }
+    planes = a.planesInside(planes);
     int inside = rows;
     for (int p = 0; p < planes; ++p) inside = std::min(inside, a.rowsInside(p, rows));
     if (inside == rows && (planes == 1 || a.plane == rows * a.step)) {

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <random>
@@ -201,6 +202,17 @@ TEST(Blur, EdgeCases) {
         g.get()->height = 4;
         EXPECT_EQ(get(g.get(), 0, 3), 100) << box;
     }
+    // A destination widthStep that is not a multiple of the value size: rows start at odd bytes.
+    ImagePtr s16 = makeImage(1, VSK_16S, 0, 4, 4, 300), d16 = makeImage(1, VSK_16S, 0, 4, 4);
+    d16->widthStep = 7;
+    tvskBlur(s16.get(), d16.get(), 1, 1, 0, 0, nullptr);
+    std::int16_t second;
+    std::memcpy(&second, d16->imageData + 7, 2);
+    EXPECT_EQ(second, 300);
+    // Interior pixels of a constant image keep its value; rows are stored as bytes.
+    tvskBlur(s16.get(), d16.get(), 3, 3, 1, 1, nullptr);
+    std::memcpy(&second, d16->imageData + 7 + 2, 2);
+    EXPECT_EQ(second, 300);
     // A source header grown after allocation: in pixel order its rows past
     // the buffer read as zeros, like those of a taller image; in either order
     // the result is the one of the whole fetch that a tiled destination makes.

@@ -324,3 +324,36 @@ TEST(GrayToColor, RefusesMoreThan65535Rows) {
     EXPECT_EQ(reportsOf(capture), "");
     EXPECT_EQ(get(dst.get(), 0, 65534, 2), 5);
 }
+
+TEST(ColorAndGray, RowsOfAWidthStepThatIsNotAMultipleOfTheValueSize) {
+    // 16-bit rows at odd byte offsets (widthStep 121 and 41 over buffers
+    // allocated a pixel wider) are read and written value by value.
+    auto at = [](const VskImage* image, int x, int y, int c) {
+        std::uint16_t v;
+        std::memcpy(&v, image->imageData + y * image->widthStep + 2 * (x * image->nChannels + c), 2);
+        return std::int64_t{v};
+    };
+    ImagePtr rgb = makeImage(3, VSK_16U, VSK_DATA_ORDER_PIXEL, 3, 21, 0, 4, "RGB", "RGB");
+    ImagePtr gray = makeImage(1, VSK_16U, VSK_DATA_ORDER_PIXEL, 3, 21, 0, 4, "GRAY", "GRAY");
+    fillRandom(rgb.get(), 51);
+    rgb->width = gray->width = 20;
+    rgb->widthStep = 121;
+    gray->widthStep = 41;
+    ErrorCapture capture;
+    tvskColorToGray(rgb.get(), gray.get(), nullptr);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 20; ++x)
+            ASSERT_EQ(at(gray.get(), x, y, 0),
+                      grayModel(VSK_16U, VSK_16U, at(rgb.get(), x, y, 0), at(rgb.get(), x, y, 1),
+                                at(rgb.get(), x, y, 2), true))
+                << x << "," << y;
+    tvskGrayToColor(gray.get(), rgb.get(), 0.3f, 0.59f, 0.11f, nullptr);
+    const Coeffs k = coeffsModel(VSK_16U, 0.3f, 0.59f, 0.11f);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 20; ++x)
+            for (int i = 0; i < 3; ++i)
+                ASSERT_EQ(at(rgb.get(), x, y, i),
+                          spreadModel(VSK_16U, VSK_16U, k, at(gray.get(), x, y, 0), i, true))
+                    << x << "," << y << " channel " << i;
+    EXPECT_EQ(reportsOf(capture), "");
+}

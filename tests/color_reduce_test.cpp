@@ -259,5 +259,15 @@ TEST(ReduceBits, DitherStaysInsideTheDestination) {
     GuardedImage dst(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 3, 8);
     setNames(dst.get(), "RGB", "BGR");
     for (int type : {2, 4, 8, 16}) vskReduceBits(src.get(), dst.get(), 0, type, 1, nullptr);
+    // A widthStep that is not a multiple of the value size: rows start at odd bytes.
+    ImagePtr wide = makeImage(1, VSK_32S, VSK_DATA_ORDER_PIXEL, 3, 8, 0, 4, "GRAY", "GRAY");
+    fillRandom(wide.get(), 18);
+    ImagePtr odd = makeImage(1, VSK_16U, VSK_DATA_ORDER_PIXEL, 3, 8, 0, 4, "GRAY", "GRAY");
+    odd->widthStep = 15;
+    vskReduceBits(wide.get(), odd.get(), 0, 1, 1, nullptr);
+    std::uint16_t second;
+    std::memcpy(&second, odd->imageData + 15, 2);
+    EXPECT_EQ(second, static_cast<std::uint16_t>(get(wide.get(), 0, 1) >> 15));
+    for (int type : {2, 16}) vskReduceBits(wide.get(), odd.get(), 0, type, 1, nullptr);
     EXPECT_EQ(reportsOf(capture), "");
 }

@@ -353,6 +353,22 @@ TEST(Copy, StaysInsideTheBuffer) {
         g.get()->height = 4;
         EXPECT_EQ(get(g.get(), width - 1, 3), 3);
     }
+    // 2^31 - 1 planes set after allocating 3: the planes inside are worked on
+    // and the walk stops at the first plane past the buffer's end.
+    GuardedImage g(3, VSK_8U, 1, 4, 6);
+    ImagePtr src = randomImage(3, VSK_8U, 1, 4, 6, {}, 9);
+    const std::int64_t last = get(src.get(), 5, 3, 2);
+    auto planes = [&](int n, auto call) {
+        g.get()->nChannels = src->nChannels = n;
+        call();
+        g.get()->nChannels = src->nChannels = 3;
+    };
+    planes(INT_MAX, [&] { tvskCopy(src.get(), g.get(), nullptr); });
+    EXPECT_EQ(get(g.get(), 5, 3, 2), last);
+    planes(INT_MAX, [&] { tvskAddS(src.get(), g.get(), 1, nullptr); });
+    EXPECT_EQ(get(g.get(), 5, 3, 2), std::min<std::int64_t>(last + 1, 255));
+    planes(INT_MAX, [&] { tvskSet(g.get(), 3, nullptr); });
+    EXPECT_EQ(get(g.get(), 5, 3, 2), 3);
     EXPECT_TRUE(capture.reports().empty());
 }
 

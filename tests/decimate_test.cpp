@@ -315,6 +315,16 @@ TEST(Decimate, GuardedBuffersAtTheImageEdges) {
             ImagePtr want = expected(dst.get(), predict(src.get(), dst.get(), {5, 11, 4, 9}, interp, false));
             tvskDecimate(src.get(), dst.get(), 5, 11, 4, 9, interp, nullptr);
             EXPECT_EQ(difference(dst.get(), want.get()), "");
+            // Headers grown after allocation: nothing past either buffer is touched.
+            src.get()->height += 9;
+            src.get()->width += 2;
+            dst.get()->height += 6;
+            for (VskImage* im : {src.get(), dst.get()}) tvskDeallocate(im, VSK_FREE_ROI);
+            tvskDecimate(src.get(), dst.get(), 5, 11, 4, 9, interp, nullptr);
+            tvskDecimate(src.get(), dst.get(), 1, 2, 1, 3, VSK_INTER_NN, nullptr);
+            src.get()->height -= 9;
+            src.get()->width -= 2;
+            dst.get()->height -= 6;
         }
 }
 

@@ -329,6 +329,19 @@ TEST(DibImport, LargerImageReceivesThePictureTopLeft) {
                                                pictureAt(image.get(), 2, 0), pictureAt(image.get(), 0, 2)};
         EXPECT_EQ(got, (std::vector<std::int64_t>{1, 2, 3, 0, 99, 99})) << "origin " << origin;
     }
+    // A header grown after allocation: rows past its buffer are neither written
+    // on import nor read on export (they export as black; in plane order the
+    // planes move past the buffer).
+    for (int order : {0, 1}) {
+        GuardedImage g(3, VSK_8U, order, 1, 2);
+        std::memcpy(g.get()->channelSeq, "RGB", 4);
+        g.get()->height = 2;
+        tvskConvertFromDIB(d.header(), g.get());
+        Dib out = makeDib(24, 2, 2);
+        tvskConvertToDIB(g.get(), out.header(), 1, 0);
+        EXPECT_EQ(pictureRow(out, 0)[2], order == 0 ? 1 : 0) << order;
+        EXPECT_EQ(pictureRow(out, 1)[2], 0);
+    }
 }
 
 // ---- export ----------------------------------------------------------------------

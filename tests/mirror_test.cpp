@@ -159,6 +159,14 @@ TEST(Mirror, WideSourceRoiReadsOnButNotPastTheBuffer) {
     setRoi(g.get(), 0, 3, 0, 10, 10);
     ImagePtr wide = makeImage(3, VSK_8U, 0, 10, 12, 0xEE);
     for (int flip : {0, 1, -1}) expectModel(g.get(), wide.get(), flip);
+    // 2^31 - 1 planes set after allocating 3: the planes inside are mirrored,
+    // and the walk stops at the first plane past the buffer's end.
+    ImagePtr planar = makeImage(3, VSK_8U, 1, 4, 6), out = makeImage(3, VSK_8U, 1, 4, 6);
+    fillRandom(planar.get(), 4);
+    planar->nChannels = out->nChannels = INT_MAX;
+    tvskMirror(planar.get(), out.get(), 1, nullptr);
+    planar->nChannels = out->nChannels = 3;
+    EXPECT_EQ(get(out.get(), 0, 3, 2), get(planar.get(), 5, 3, 2));
 }
 
 TEST(Mirror, TwoHeadersOverOneBufferReadPixelsAlreadyWritten) {

@@ -257,6 +257,11 @@ TEST(Records, RoiRectangleIsClippedToTheImage) {
     const vsk::RoiRect b = vsk::roiRect(bits.get());
     EXPECT_EQ(b.start - bits->imageData, 8);
     EXPECT_EQ(b.x, 13);
+
+    // A tiled image 2^31 - 1 pixels square: its plane size is capped, not wrapped.
+    TiledImage huge(4, VSK_16U, VSK_DATA_ORDER_PIXEL, 8, 8, 8, 8);
+    huge.get()->width = huge.get()->height = INT_MAX;
+    EXPECT_EQ(vsk::roiRect(huge.get()).planeSize, INT_MAX);
 }
 
 TEST(Records, VersionRecordAndLayout) {

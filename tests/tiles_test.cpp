@@ -284,6 +284,18 @@ TEST(GetRect, RejectsWhatItCannotRead) {
     EXPECT_EQ(vskGetRect(image.get(), 0, 0, 0x7FFFFFF0, 2, &step), nullptr);
     EXPECT_EQ(vskGetRect(image.get(), 0, 0, 65536, 65536, &step), nullptr);
     EXPECT_EQ(vskGetRect(image.get(), 0, 0, -1, 1, &step), nullptr);
+    // Tiles whose size overflows 64 bits: refused without asking for one.
+    TiledImage huge(4, VSK_16U, 0, 16, 16, 8, 8);
+    huge.get()->tileInfo->width = huge.get()->tileInfo->height = 1 << 30;
+    EXPECT_EQ(vskGetRect(huge.get(), 0, 0, 4, 4, &step), nullptr);
+    EXPECT_TRUE(huge.log.empty());
+    // Pixels of more than INT_MAX bytes (2^31 - 1 channels set after allocation): refused.
+    ImagePtr wide = makeImage(1, VSK_16S, 0, 4, 4);
+    wide->nChannels = INT_MAX;
+    EXPECT_EQ(vskGetRect(wide.get(), 0, 0, 1, 1, &step), nullptr);
+    // As many planes, each of a large rectangle: the size saturates, refused.
+    wide->dataOrder = VSK_DATA_ORDER_PLANE;
+    EXPECT_EQ(vskGetRect(wide.get(), 0, 0, 1 << 20, 1 << 14, &step), nullptr);
     // An empty rectangle is a valid, empty buffer.
     void* p = vskGetRect(image.get(), 2, 2, 0, 3, &step);
     EXPECT_NE(p, nullptr);

@@ -415,6 +415,29 @@ TEST(Zoom, DestinationWithoutRoiTakesTheSourceChannelCount) {
     }
 }
 
+TEST(Zoom, HeadersGrownAfterAllocationStayInTheirBuffers) {
+    for (int interp : {VSK_INTER_NN, VSK_INTER_LINEAR, VSK_INTER_CUBIC})
+        for (int order : {VSK_DATA_ORDER_PIXEL, VSK_DATA_ORDER_PLANE}) {
+            GuardedImage src(3, VSK_8U, order, 6, 7), dst(3, VSK_8U, order, 5, 9);
+            fillRandom(src.get(), 1);
+            // A grown destination: the rows inside its buffer are those of the plain call.
+            ImagePtr expected = copyOf(dst.get());
+            zoom(src.get(), expected.get(), {2, 1, 2, 1}, interp);
+            dst.get()->height = 9;
+            zoom(src.get(), dst.get(), {2, 1, 2, 1}, interp);
+            dst.get()->height = 5;
+            if (order == VSK_DATA_ORDER_PIXEL) {
+                EXPECT_EQ(bytesOf(dst.get()), bytesOf(expected.get())) << interp;
+            }
+            // A grown source: nothing past its buffer is read.
+            src.get()->height = 9;
+            src.get()->width = 9;
+            zoom(src.get(), dst.get(), {2, 1, 2, 1}, interp);
+            src.get()->height = 6;
+            src.get()->width = 7;
+        }
+}
+
 namespace {
 
 // The call-back log of a walk over the tiles (tw x th) that cover the
