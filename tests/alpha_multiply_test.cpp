@@ -167,12 +167,6 @@ TEST(AlphaMultiply, ChecksInOrderWithTheirTextsAndLines) {
         if (func == "vskPreMultiplyAlpha") vskPreMultiplyAlpha(g.pd, g.value, nullptr);
         if (func == "vskMultiplyScale") vskMultiplyScale(g.pa, g.pb, g.pd, nullptr);
         if (func == "vskMultiplySScale") vskMultiplySScale(g.pa, g.pd, g.value, nullptr);
-        ASSERT_EQ(capture.reports().size(), 1u);
-        const Report& r = capture.reports()[0];
-        EXPECT_EQ(r.context, k.text);
-        EXPECT_EQ(r.line, k.line);
-        EXPECT_EQ(r.func, func);
-        EXPECT_EQ(r.file, "vskalpha");
-        EXPECT_EQ(r.status, VSK_STATUS_BAD_ARG);
+        EXPECT_EQ(reportsOf(capture), fault(func, k.text, "vskalpha", k.line));
     }
 }
