@@ -50,8 +50,8 @@ void checkScenario(const Scenario& s, std::uint32_t seed) {
         target = image(2, 1, s.depth, 1, 7, w + 2, seed + 5);
         setRoi(target.get(), 0, 2, 0, 7, w);
     }
-    const ImagePtr before = snapshot(D.get());
-    const ImagePtr targetBefore = target ? snapshot(target.get()) : nullptr;
+    const ImagePtr before = cloneImage(D.get());
+    const ImagePtr targetBefore = target ? cloneImage(target.get()) : nullptr;
     ErrorCapture capture;
     tvskAlphaComposite(A.get(), B.get(), D.get(), s.op, alphaA.get(), alphaB.get(), target.get(),
                        s.premul, s.divide, nullptr);
@@ -178,7 +178,7 @@ TEST(AlphaComposite, ChannelOfInterest) {
         setRoi(A.get(), 1, 0, 0, 6, 6);
         setRoi(B.get(), 3, 1, 1, 5, 5);
         setRoi(D.get(), dstCoi, 0, 1, 5, 6);
-        const ImagePtr before = snapshot(D.get());
+        const ImagePtr before = cloneImage(D.get());
         ErrorCapture capture;
         tvskAlphaComposite(A.get(), B.get(), D.get(), 4, nullptr, nullptr, nullptr, 0, 0, nullptr);
         EXPECT_TRUE(capture.reports().empty());
@@ -198,7 +198,7 @@ TEST(AlphaComposite, DestinationMayBeASource) {
         for (int width : {37, 700}) {
             ImagePtr A = image(4, 4, VSK_8U, order, 5, width, 1);
             ImagePtr B = image(4, 4, VSK_8U, order, 5, width, 2);
-            ImagePtr D = snapshot(B.get());
+            ImagePtr D = cloneImage(B.get());
             tvskAlphaComposite(A.get(), B.get(), D.get(), 0, nullptr, nullptr, nullptr, 0, 0, nullptr);
             tvskAlphaComposite(A.get(), B.get(), B.get(), 0, nullptr, nullptr, nullptr, 0, 0, nullptr);
             EXPECT_EQ(bytesOf(B.get()), bytesOf(D.get())) << order << " " << width;
@@ -275,7 +275,7 @@ TEST(AlphaCompositeC, ConstantAlphasFollowTheRules) {
                 ImagePtr A = image(4, 4, k.depth, k.order, 3, 9, ++seed);
                 ImagePtr B = image(4, 4, k.depth, 0, 3, 9, ++seed);
                 ImagePtr D = image(4, 4, k.depth, k.order, 3, 9, ++seed);
-                const ImagePtr before = snapshot(D.get());
+                const ImagePtr before = cloneImage(D.get());
                 ErrorCapture capture;
                 tvskAlphaCompositeC(A.get(), B.get(), D.get(), op, k.alphaA, k.alphaB, premul, divide,
                                     nullptr);

@@ -28,7 +28,7 @@ struct Role {
     std::unique_ptr<TiledImage> tiled;
 
     // The subject's pixels as a buffered image.
-    ImagePtr result() const { return tiled ? pixelsOf(*tiled, reference.get()) : snapshot(copy.get()); }
+    ImagePtr result() const { return tiled ? pixelsOf(*tiled, reference.get()) : cloneImage(copy.get()); }
 };
 using RolePtr = std::unique_ptr<Role>;
 
@@ -171,7 +171,7 @@ TEST(AlphaTiles, TilePointProducesOneDestinationTile) {
         });
         EXPECT_TRUE(capture.reports().empty());
         const Rect& p = k.produced;
-        const ImagePtr want = snapshot(before.get());
+        const ImagePtr want = cloneImage(before.get());
         for (int y = p.y; y < p.y + p.rows; ++y)
             for (int x = p.x; x < p.x + p.cols; ++x)
                 for (int c = 0; c < 4; ++c) put(want.get(), x, y, c, get(plain(dst), x, y, c));
