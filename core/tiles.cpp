@@ -72,9 +72,10 @@ void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::in
             if (start + bytes > size) return;
             // One request per cache line, into the outer caches: the rows of
             // a tile column fall into few sets of the innermost one.
-            for (std::int64_t o = 0; o < bytes; o += 64)
-                __builtin_prefetch(image->imageData + start + o, 0, 1);
-            __builtin_prefetch(image->imageData + start + bytes - 1, 0, 1);
+            const auto first = reinterpret_cast<std::uintptr_t>(image->imageData + start);
+            const auto last = first + static_cast<std::uintptr_t>(bytes - 1);
+            for (std::uintptr_t line = first & ~std::uintptr_t{63}; line <= last; line += 64)
+                __builtin_prefetch(reinterpret_cast<const void*>(line), 0, 1);
         }
 #else
     (void)image, (void)x, (void)y, (void)width, (void)height;
@@ -118,6 +119,7 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
     const int partnerX = walk.partner ? roiX(walk.partner) : 0;
     const int partnerY = walk.partner ? roiY(walk.partner) : 0;
     RoiSwap swap(walk.partner, walk.partner ? &partnerRoi : nullptr);
+    const bool prefetch = walk.partner && largeWalk(walk.partner, range.rows, range.cols);
     const int coi = roiCoi(tiled);
 
     ImageView tile;
@@ -144,7 +146,7 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
             // Offsets past INT_MAX lie outside the partner anyway: capped, they select nothing.
             partnerRoi = {partnerCoi, capInt(std::int64_t{partnerX} + part.offX),
                           capInt(std::int64_t{partnerY} + part.offY), part.height, part.width};
-            if (walk.partner && j + 1 < j1) {
+            if (prefetch && j + 1 < j1) {
                 // The partner's part beside this one comes next.
                 const Span next = range.colSpan(j + 1);
                 prefetchRect(walk.partner, std::int64_t{partnerX} + next.offset,

@@ -96,6 +96,19 @@ void* acquireTile(const VskImage* image, int col, int row, int mode);
 // Gives a tile back (mode 4), storing its data pointer in tileData first.
 void releaseTile(const VskImage* image, int col, int row, void* data);
 
+// Bytes of a rows x cols rectangle of an image, every channel.
+inline std::int64_t rectBytes(const VskImage* image, std::int64_t rows, std::int64_t cols) {
+    return rows * cols * image->nChannels * depthBytes(image->depth);
+}
+
+// Whether a walk over a rows x cols rectangle of the image moves more bytes
+// than the caches hold. Only then do prefetching the next part and storing
+// past the caches pay; on an image that stays in the outer cache they cost
+// more than they give.
+inline bool largeWalk(const VskImage* image, std::int64_t rows, std::int64_t cols) {
+    return rectBytes(image, rows, cols) >= (std::int64_t{8} << 20);
+}
+
 // Asks the caches for the pixels of a rectangle of a buffered image (every
 // plane in plane order) that a walk will visit next: a walk over small tiles
 // reads a few bytes from each of many rows, which the processor does not

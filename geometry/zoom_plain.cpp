@@ -208,34 +208,58 @@ void spread(const T* made, T* d, const Shape& s) {
             d[static_cast<std::ptrdiff_t>(i) * s.dPix + c] = made[i * ch + c];
 }
 
-// Linear and cubic passes: each destination row advances the row buffers
-// (the horizontal kernel fills the new ones), then the vertical kernel makes
-// the row, in place or in `made` when its pixels have other channels too.
+// The destination rows from j on that the same source rows serve (at most
+// kVRows; one where rows are made apart from the destination).
+template <class Pos>
+int runOf(const Pos* yp, int j, int rows, bool apart) {
+    int end = j + 1;
+    if (!apart)
+        while (end < rows && end - j < kVRows && yp[end].at == yp[j].at) ++end;
+    return end - j;
+}
+
+// Linear and cubic passes: each run of destination rows on the same source
+// rows advances the row buffers (the horizontal kernel fills the new ones),
+// then the vertical kernel makes those rows, in place or in `made` when
+// their pixels have other channels too.
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const LinearColumns& xc, const LinearPos* yp,
           RowBuffers<2> buf, T* made, const ZoomRows<T>& k) {
-    for (int j = 0; j < s.rows; ++j) {
+    for (int j = 0, run; j < s.rows; j += run) {
         const LinearPos& y = yp[j];
         buf.advance(y.at, [&](int r, float* h) {
             k.linearH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, s.ch, h);
         });
-        T* d = v.dst + j * v.dStride;
-        k.linearV(buf.row[0], buf.row[1], y.f, made ? made : d, s.cols * s.ch);
-        if (made) spread<T, CH>(made, d, s);
+        run = runOf(yp, j, s.rows, made != nullptr);
+        double f[kVRows];
+        T* d[kVRows];
+        for (int r = 0; r < run; ++r) {
+            f[r] = yp[j + r].f;
+            d[r] = made ? made : v.dst + (j + r) * v.dStride;
+        }
+        k.linearV(buf.row[0], buf.row[1], f, d, run, s.cols * s.ch);
+        if (made) spread<T, CH>(made, v.dst + j * v.dStride, s);
     }
 }
 
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const CubicColumns& xc, const CubicPos* yp,
           RowBuffers<4> buf, T* made, const ZoomRows<T>& k) {
-    for (int j = 0; j < s.rows; ++j) {
+    for (int j = 0, run; j < s.rows; j += run) {
         const CubicPos& y = yp[j];
         buf.advance(y.at - 1,
                     [&](int r, float* h) { k.cubicH(v.src + y.s[r] * v.sStride, xc, s.ch, h); });
-        T* d = v.dst + j * v.dStride;
-        const double c[3] = {y.c1, y.c2, y.c3};
-        k.cubicV(buf.row, c, made ? made : d, s.cols * s.ch);
-        if (made) spread<T, CH>(made, d, s);
+        run = runOf(yp, j, s.rows, made != nullptr);
+        double c[kVRows][3];
+        T* d[kVRows];
+        for (int r = 0; r < run; ++r) {
+            c[r][0] = yp[j + r].c1;
+            c[r][1] = yp[j + r].c2;
+            c[r][2] = yp[j + r].c3;
+            d[r] = made ? made : v.dst + (j + r) * v.dStride;
+        }
+        k.cubicV(buf.row, c, d, run, s.cols * s.ch);
+        if (made) spread<T, CH>(made, v.dst + j * v.dStride, s);
     }
 }
 
@@ -269,6 +293,15 @@ int safeColumns(std::int32_t* const (&o)[M], int n, int ch, std::int64_t avail) 
     return n;
 }
 
+// The run of each column: how many columns from it on take the same samples.
+void runs(std::int32_t* const (&o)[4], int n, std::int32_t* run) {
+    for (int i = n - 1; i >= 0; --i) {
+        bool same = i + 1 < n;
+        for (int k = 0; k < 4 && same; ++k) same = o[k][i + 1] == o[k][i];
+        run[i] = same ? run[i + 1] + 1 : 1;
+    }
+}
+
 // An element offset of column s, which lies inside the image's row.
 inline std::int32_t offsetOf(int s, int sPix) {
     return static_cast<std::int32_t>(std::int64_t{s} * sPix);
@@ -294,6 +327,7 @@ bool columns(const CubicPos* xp, const Shape& s, std::int64_t avail, Scratch& sc
     for (auto& p : o) p = scratch.take<std::int32_t>(s.cols);
     double* c[3];
     for (auto& p : c) p = scratch.take<double>(s.cols);
+    std::int32_t* run = scratch.take<std::int32_t>(s.cols);
     if (!scratch.ok()) return false;
     for (int i = 0; i < s.cols; ++i) {
         for (int k = 0; k < 4; ++k) o[k][i] = offsetOf(xp[i].s[k], s.sPix);
@@ -302,7 +336,8 @@ bool columns(const CubicPos* xp, const Shape& s, std::int64_t avail, Scratch& sc
         c[2][i] = xp[i].c3;
     }
     const int safe = safeColumns(o, s.cols, s.ch, avail);
-    *out = {{o[0], o[1], o[2], o[3]}, c[0], c[1], c[2], s.cols, safe};
+    runs(o, s.cols, run);
+    *out = {{o[0], o[1], o[2], o[3]}, c[0], c[1], c[2], s.cols, safe, run};
     return true;
 }
 

@@ -75,20 +75,28 @@ void cubicH(const T* row, const CubicColumns& x, int ch, float* h) {
 
 // Stored without saturation: the low bits of the integer.
 template <class T>
-void linearV(const float* a, const float* b, double f, T* d, int n) {
-    for (int k = 0; k < n; ++k) {
-        const double p = a[k];
-        d[k] = static_cast<T>(roundInt((b[k] - p) * f + p));
+void linearV(const float* a, const float* b, const double* f, T* const* d, int rows, int n) {
+    for (int r = 0; r < rows; ++r) {
+        T* out = d[r];
+        const double w = f[r];
+        for (int k = 0; k < n; ++k) {
+            const double p = a[k];
+            out[k] = static_cast<T>(roundInt((b[k] - p) * w + p));
+        }
     }
 }
 
 // Clamped to the depth's range.
 template <class T>
-void cubicV(const float* const q[4], const double c[3], T* d, int n) {
-    for (int k = 0; k < n; ++k) {
-        const double q0 = q[0][k], q1 = q[1][k], q2 = q[2][k], q3 = q[3][k];
-        const double d1 = q1 - q0, d2 = (q2 - q1) - d1, d3 = (q3 - kTwo * q2 + q1) - d2;
-        d[k] = saturate<T>(roundInt((c[0] * d1 + q0) + c[1] * d2 + c[2] * d3));
+void cubicV(const float* const q[4], const double (*c)[3], T* const* d, int rows, int n) {
+    for (int r = 0; r < rows; ++r) {
+        T* out = d[r];
+        const double c1 = c[r][0], c2 = c[r][1], c3 = c[r][2];
+        for (int k = 0; k < n; ++k) {
+            const double q0 = q[0][k], q1 = q[1][k], q2 = q[2][k], q3 = q[3][k];
+            const double d1 = q1 - q0, d2 = (q2 - q1) - d1, d3 = (q3 - kTwo * q2 + q1) - d2;
+            out[k] = saturate<T>(roundInt((c1 * d1 + q0) + c2 * d2 + c3 * d3));
+        }
     }
 }
 

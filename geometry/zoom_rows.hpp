@@ -43,20 +43,29 @@ struct CubicColumns {
     const double* c2;
     const double* c3;
     int n, safe;
+    // Per column: how many columns from it on take its samples (at least 1),
+    // so that kernels may form their values and differences once.
+    const std::int32_t* run;
 };
 
 template <class T>
 using LinearH = void (*)(const T* row, const LinearColumns& x, int ch, float* h);
 template <class T>
 using CubicH = void (*)(const T* row, const CubicColumns& x, int ch, float* h);
-// Vertical linear over n values of rows a and b with weight f of b; the low
-// bits of int() are stored.
+// The vertical kernels make `rows` (1 to kVRows) destination rows d[r] from
+// the same float rows, each with its own weights, so that the values and
+// differences of those rows are read and formed once.
+constexpr int kVRows = 4;
+// Vertical linear over n values of rows a and b with weight f[r] of b; the
+// low bits of int() are stored.
 template <class T>
-using LinearV = void (*)(const float* a, const float* b, double f, T* d, int n);
-// Vertical cubic over n values of four rows with the weights c[0..2]; int()
-// is clamped to the depth's range.
+using LinearV = void (*)(const float* a, const float* b, const double* f, T* const* d, int rows,
+                         int n);
+// Vertical cubic over n values of four rows with the weights c[r][0..2];
+// int() is clamped to the depth's range.
 template <class T>
-using CubicV = void (*)(const float* const q[4], const double c[3], T* d, int n);
+using CubicV = void (*)(const float* const q[4], const double (*c)[3], T* const* d, int rows,
+                        int n);
 
 template <class T>
 struct ZoomRows {

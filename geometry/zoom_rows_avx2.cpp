@@ -121,21 +121,25 @@ void linearH(const T* row, const LinearColumns& x, int ch, float* h) {
     }
 }
 
+// The columns of a run share the values and differences of their samples.
 template <class T, int CH>
 void cubicPixels(const T* row, const CubicColumns& x, float* h) {
-    const std::int32_t *o0 = x.o[0], *o1 = x.o[1], *o2 = x.o[2], *o3 = x.o[3];
+    const std::int32_t *o0 = x.o[0], *o1 = x.o[1], *o2 = x.o[2], *o3 = x.o[3], *run = x.run;
     const double *c1 = x.c1, *c2 = x.c2, *c3 = x.c3;
     const int safe = x.safe;
     int i = 0;
-    for (; i < safe; ++i) {
-        const __m128i p0 = ints4(row + o0[i]);
+    while (i < safe) {
+        const __m128i q0 = ints4(row + o0[i]);
         const Differences4 d =
-            differences(p0, ints4(row + o1[i]), ints4(row + o2[i]), ints4(row + o3[i]));
-        const __m256d r =
-            newton(_mm256_cvtepi32_pd(p0), _mm256_cvtepi32_pd(d.d1), _mm256_cvtepi32_pd(d.d2),
-                   _mm256_cvtepi32_pd(d.d3), _mm256_broadcast_sd(c1 + i),
-                   _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
-        _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
+            differences(q0, ints4(row + o1[i]), ints4(row + o2[i]), ints4(row + o3[i]));
+        const __m256d p0 = _mm256_cvtepi32_pd(q0), d1 = _mm256_cvtepi32_pd(d.d1),
+                      d2 = _mm256_cvtepi32_pd(d.d2), d3 = _mm256_cvtepi32_pd(d.d3);
+        const int end = safe - i > run[i] ? i + run[i] : safe;
+        do {
+            const __m256d r = newton(p0, d1, d2, d3, _mm256_broadcast_sd(c1 + i),
+                                     _mm256_broadcast_sd(c2 + i), _mm256_broadcast_sd(c3 + i));
+            _mm_storeu_ps(h + i * CH, _mm256_cvtpd_ps(r));
+        } while (++i < end);
     }
     tailCubicH<T, CH>(row, x, CH, h, i);
 }
@@ -205,50 +209,68 @@ inline __m256d between(__m256d a, __m256d b, __m256d f) {
     return _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(b, a), f), a);
 }
 
+// Eight integers to eight samples clamped to the depth's range.
 template <class T>
-void linearV(const float* a, const float* b, double f, T* d, int n) {
-    int k = 0;
-    __m128i r[4];
-    if (f == 0) {
-        // (b - a) x 0 + a is a itself for the finite values of the rows.
-        for (; k + 16 <= n; k += 16) {
-            for (int m = 0; m < 4; ++m) r[m] = round4(wide(a + k + 4 * m));
-            store16<T, false>(d + k, r);
-        }
+inline void store8(T* d, __m128i lo, __m128i hi) {
+    if constexpr (sizeof(T) == 1) {
+        const __m128i w = _mm_packs_epi32(lo, hi);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(w, w));
     } else {
-        const __m256d vf = _mm256_set1_pd(f);
-        for (; k + 16 <= n; k += 16) {
-            for (int m = 0; m < 4; ++m)
-                r[m] = round4(between(wide(a + k + 4 * m), wide(b + k + 4 * m), vf));
-            store16<T, false>(d + k, r);
-        }
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi32(lo, hi));
     }
-    tailLinearV(a, b, f, d, k, n);
 }
 
+// The rows share the values of a and b - a.
 template <class T>
-void cubicV(const float* const q[4], const double c[3], T* d, int n) {
-    const __m256d c1 = _mm256_set1_pd(c[0]), c2 = _mm256_set1_pd(c[1]), c3 = _mm256_set1_pd(c[2]);
-    const __m256d two = _mm256_set1_pd(2.0);
+void linearV(const float* a, const float* b, const double* f, T* const* d, int rows, int n) {
+    __m256d vf[kVRows];
+    for (int r = 0; r < rows; ++r) vf[r] = _mm256_set1_pd(f[r]);
     int k = 0;
     for (; k + 16 <= n; k += 16) {
-        __m128i r[4];
+        __m256d va[4], vd[4];
         for (int m = 0; m < 4; ++m) {
-            const int at = k + 4 * m;
-            const __m256d q0 = wide(q[0] + at), q1 = wide(q[1] + at), q2 = wide(q[2] + at),
-                          q3 = wide(q[3] + at);
-            const __m256d d1 = _mm256_sub_pd(q1, q0);
-            const __m256d d2 = _mm256_sub_pd(_mm256_sub_pd(q2, q1), d1);
-            const __m256d d3 =
-                _mm256_sub_pd(_mm256_add_pd(_mm256_sub_pd(q3, _mm256_mul_pd(two, q2)), q1), d2);
-            const __m256d v = _mm256_add_pd(
-                _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(c1, d1), q0), _mm256_mul_pd(c2, d2)),
-                _mm256_mul_pd(c3, d3));
-            r[m] = round4(v);
+            va[m] = wide(a + k + 4 * m);
+            vd[m] = _mm256_sub_pd(wide(b + k + 4 * m), va[m]);
         }
-        store16<T, true>(d + k, r);
+        for (int r = 0; r < rows; ++r) {
+            __m128i v[4];
+            for (int m = 0; m < 4; ++m) v[m] = round4(across(va[m], vd[m], vf[r]));
+            store16<T, false>(d[r] + k, v);
+        }
     }
-    tailCubicV(q, c, d, k, n);
+    tailLinearV(a, b, f, d, rows, k, n);
+}
+
+// The rows share the values of the first row and the differences.
+template <class T>
+void cubicV(const float* const q[4], const double (*c)[3], T* const* d, int rows, int n) {
+    __m256d w[kVRows][3];
+    for (int r = 0; r < rows; ++r)
+        for (int m = 0; m < 3; ++m) w[r][m] = _mm256_set1_pd(c[r][m]);
+    const __m256d two = _mm256_set1_pd(2.0);
+    int k = 0;
+    for (; k + 8 <= n; k += 8) {
+        __m256d q0[2], d1[2], d2[2], d3[2];
+        for (int m = 0; m < 2; ++m) {
+            const int at = k + 4 * m;
+            q0[m] = wide(q[0] + at);
+            const __m256d q1 = wide(q[1] + at), q2 = wide(q[2] + at), q3 = wide(q[3] + at);
+            d1[m] = _mm256_sub_pd(q1, q0[m]);
+            d2[m] = _mm256_sub_pd(_mm256_sub_pd(q2, q1), d1[m]);
+            d3[m] = _mm256_sub_pd(_mm256_add_pd(_mm256_sub_pd(q3, _mm256_mul_pd(two, q2)), q1),
+                                  d2[m]);
+        }
+        for (int r = 0; r < rows; ++r) {
+            __m128i v[2];
+            for (int m = 0; m < 2; ++m)
+                v[m] = round4(_mm256_add_pd(
+                    _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(w[r][0], d1[m]), q0[m]),
+                                  _mm256_mul_pd(w[r][1], d2[m])),
+                    _mm256_mul_pd(w[r][2], d3[m])));
+            store8(d[r] + k, v[0], v[1]);
+        }
+    }
+    tailCubicV(q, c, d, rows, k, n);
 }
 
 // ---- 8-bit linear by quarters -------------------------------------------------

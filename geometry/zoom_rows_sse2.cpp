@@ -133,36 +133,45 @@ inline void store4(T* d, const Four& v) {
     }
 }
 
+// One destination row after the other.
 template <class T>
-void linearV(const float* a, const float* b, double f, T* d, int n) {
-    const __m128d vf = _mm_set1_pd(f);
+void linearV(const float* a, const float* b, const double* f, T* const* d, int rows, int n) {
     int k = 0;
-    for (; k + 4 <= n; k += 4) {
-        const Four p = widen4(a + k), q = widen4(b + k);
-        store4<T, false>(d + k, {lerp(p.lo, q.lo, vf), lerp(p.hi, q.hi, vf)});
+    for (int r = 0; r < rows; ++r) {
+        const __m128d vf = _mm_set1_pd(f[r]);
+        T* out = d[r];
+        for (k = 0; k + 4 <= n; k += 4) {
+            const Four p = widen4(a + k), q = widen4(b + k);
+            store4<T, false>(out + k, {lerp(p.lo, q.lo, vf), lerp(p.hi, q.hi, vf)});
+        }
     }
-    tailLinearV(a, b, f, d, k, n);
+    tailLinearV(a, b, f, d, rows, k, n);
 }
 
 template <class T>
-void cubicV(const float* const q[4], const double c[3], T* d, int n) {
-    const __m128d c1 = _mm_set1_pd(c[0]), c2 = _mm_set1_pd(c[1]), c3 = _mm_set1_pd(c[2]);
+void cubicV(const float* const q[4], const double (*c)[3], T* const* d, int rows, int n) {
     const __m128d two = _mm_set1_pd(2.0);
-    auto value = [&](__m128d q0, __m128d q1, __m128d q2, __m128d q3) {
-        const __m128d d1 = _mm_sub_pd(q1, q0);
-        const __m128d d2 = _mm_sub_pd(_mm_sub_pd(q2, q1), d1);
-        const __m128d d3 = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(q3, _mm_mul_pd(two, q2)), q1), d2);
-        return _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(c1, d1), q0), _mm_mul_pd(c2, d2)),
-                          _mm_mul_pd(c3, d3));
-    };
     int k = 0;
-    for (; k + 4 <= n; k += 4) {
-        Four v[4];
-        for (int r = 0; r < 4; ++r) v[r] = widen4(q[r] + k);
-        store4<T, true>(d + k, {value(v[0].lo, v[1].lo, v[2].lo, v[3].lo),
-                                value(v[0].hi, v[1].hi, v[2].hi, v[3].hi)});
+    for (int r = 0; r < rows; ++r) {
+        const __m128d c1 = _mm_set1_pd(c[r][0]), c2 = _mm_set1_pd(c[r][1]),
+                      c3 = _mm_set1_pd(c[r][2]);
+        auto value = [&](__m128d q0, __m128d q1, __m128d q2, __m128d q3) {
+            const __m128d d1 = _mm_sub_pd(q1, q0);
+            const __m128d d2 = _mm_sub_pd(_mm_sub_pd(q2, q1), d1);
+            const __m128d d3 =
+                _mm_sub_pd(_mm_add_pd(_mm_sub_pd(q3, _mm_mul_pd(two, q2)), q1), d2);
+            return _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_mul_pd(c1, d1), q0), _mm_mul_pd(c2, d2)),
+                              _mm_mul_pd(c3, d3));
+        };
+        T* out = d[r];
+        for (k = 0; k + 4 <= n; k += 4) {
+            Four v[4];
+            for (int m = 0; m < 4; ++m) v[m] = widen4(q[m] + k);
+            store4<T, true>(out + k, {value(v[0].lo, v[1].lo, v[2].lo, v[3].lo),
+                                      value(v[0].hi, v[1].hi, v[2].hi, v[3].hi)});
+        }
     }
-    tailCubicV(q, c, d, k, n);
+    tailCubicV(q, c, d, rows, k, n);
 }
 
 template <class T>

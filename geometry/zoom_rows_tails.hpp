@@ -52,20 +52,25 @@ void tailCubicH(const T* row, const CubicColumns& x, int chs, float* h, int from
 }
 
 template <class T>
-void tailLinearV(const float* a, const float* b, double f, T* d, int from, int n) {
-    for (int k = from; k < n; ++k) {
-        const double p = a[k];
-        d[k] = static_cast<T>(tailRound((b[k] - p) * f + p));
-    }
+void tailLinearV(const float* a, const float* b, const double* f, T* const* d, int rows, int from,
+                 int n) {
+    for (int r = 0; r < rows; ++r)
+        for (int k = from; k < n; ++k) {
+            const double p = a[k];
+            d[r][k] = static_cast<T>(tailRound((b[k] - p) * f[r] + p));
+        }
 }
 
 template <class T>
-void tailCubicV(const float* const q[4], const double c[3], T* d, int from, int n) {
-    for (int k = from; k < n; ++k) {
-        const double q0 = q[0][k], q1 = q[1][k], q2 = q[2][k], q3 = q[3][k];
-        const double d1 = q1 - q0, d2 = (q2 - q1) - d1, d3 = (q3 - 2.0 * q2 + q1) - d2;
-        d[k] = tailClamp<T>(tailRound((c[0] * d1 + q0) + c[1] * d2 + c[2] * d3));
-    }
+void tailCubicV(const float* const q[4], const double (*c)[3], T* const* d, int rows, int from,
+                int n) {
+    for (int r = 0; r < rows; ++r)
+        for (int k = from; k < n; ++k) {
+            const double q0 = q[0][k], q1 = q[1][k], q2 = q[2][k], q3 = q[3][k];
+            const double d1 = q1 - q0, d2 = (q2 - q1) - d1, d3 = (q3 - 2.0 * q2 + q1) - d2;
+            d[r][k] =
+                tailClamp<T>(tailRound((c[r][0] * d1 + q0) + c[r][1] * d2 + c[r][2] * d3));
+        }
 }
 
 inline void tailQuarterH(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h,

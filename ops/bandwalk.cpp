@@ -20,6 +20,7 @@ struct Operand {
     int coi = 0;
     int col = 0, row = 0;
     void* data = nullptr;  // the tile held
+    bool prefetch = false;  // buffered: the next segment is asked for ahead
 
     bool acquire(const Site& site, int line) {
         data = acquireTile(image, col, row, mode);
@@ -95,7 +96,7 @@ void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
             for (int i = 0; i < count; ++i) {
                 describeSegment(working[i], ops[i], ops[i].x + x, ops[i].y + done, height, width);
                 // The next segment of a buffered operand, at most as wide as this one.
-                if (!ops[i].tiled && x + width < cols)
+                if (ops[i].prefetch && x + width < cols)
                     prefetchRect(ops[i].image, std::int64_t{ops[i].x} + x + width, ops[i].y + done,
                                  std::min(width, cols - x - width), height);
             }
@@ -150,6 +151,10 @@ void runBands(VskImage* const* images, int count, const int* dstTile, const Band
     if (dstTile && ops[count - 1].tiled && !clipToDstTile(ops, count, dstTile, walk, &rows, &cols))
         return;
     if (rows <= 0 || cols <= 0) return;
+    for (int i = 0; i < count; ++i)
+        ops[i].prefetch = !ops[i].tiled && largeWalk(ops[i].image, rows, cols);
+    const Operand& d = ops[count - 1];
+    const StreamingStores streaming(d.tiled && largeWalk(d.image, rows, cols));
     walkBands(ops, count, static_cast<int>(rows), static_cast<int>(cols), walk.site, kernel,
               context);
 }

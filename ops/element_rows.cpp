@@ -97,9 +97,23 @@ const ElementRows& elementRowsFor(simd::SimdLevel level) {
                               level)();
 }
 
+const ElementRows& streamingRowsFor(simd::SimdLevel level) {
+    return *simd::pick<Maker>({VSK_SIMD_ENTRY(Avx2, elementRowsAvx2Streaming),
+                               {simd::SimdLevel::Scalar, elementRowsScalar}},
+                              level)();
+}
+
+namespace {
+thread_local bool streaming = false;
+}  // namespace
+
+StreamingStores::StreamingStores(bool on) : saved_(streaming) { streaming = streaming || on; }
+StreamingStores::~StreamingStores() { streaming = saved_; }
+
 const ElementRows& elementRows() {
     static const ElementRows& table = elementRowsFor(simd::simdLevel());
-    return table;
+    static const ElementRows& streamed = streamingRowsFor(simd::simdLevel());
+    return streaming ? streamed : table;
 }
 
 }  // namespace vsk

@@ -38,6 +38,26 @@ const ElementRows& elementRowsFor(simd::SimdLevel level);
 
 const ElementRows* elementRowsScalar();
 const ElementRows* elementRowsAvx2();
+const ElementRows* elementRowsAvx2Streaming();
+
+// The same kernels with destination stores that go past the caches, for a
+// walk into tiles that writes more than the caches hold: each tile is
+// written once and only given back, and its rows would otherwise first be
+// read from memory. The scalar table serves as its own.
+const ElementRows& streamingRowsFor(simd::SimdLevel level);
+
+// While one made with `on` lives on a thread, elementRows() hands out the
+// streaming table there.
+class StreamingStores {
+public:
+    explicit StreamingStores(bool on);
+    ~StreamingStores();
+    StreamingStores(const StreamingStores&) = delete;
+    StreamingStores& operator=(const StreamingStores&) = delete;
+
+private:
+    bool saved_;
+};
 
 // Whether a kernel may run over `rows` rows of `bytes` bytes of a
 // destination and a source (positive strides): the rows coincide, or no

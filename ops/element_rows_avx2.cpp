@@ -27,6 +27,8 @@ V load(const char* p) {
 }
 void store(char* p, V32 v) { _mm256_storeu_si256(reinterpret_cast<V32*>(p), v); }
 void store(char* p, V16 v) { _mm_storeu_si128(reinterpret_cast<V16*>(p), v); }
+// Past the caches; p is a multiple of 16.
+void stream(char* p, V16 v) { _mm_stream_si128(reinterpret_cast<V16*>(p), v); }
 
 V32 bitAnd(V32 a, V32 b) { return _mm256_and_si256(a, b); }
 V16 bitAnd(V16 a, V16 b) { return _mm_and_si128(a, b); }
@@ -90,10 +92,18 @@ std::int64_t headOf(const char* d, std::int64_t bytes, int size, int block) {
     return head % size == 0 ? head : 0;
 }
 
+// Bytes before the first 16-byte boundary of a streamed row's destination;
+// -1 when they are not whole elements or leave no whole block.
+std::int64_t streamHeadOf(const char* d, std::int64_t bytes, int size) {
+    const auto head = static_cast<std::int64_t>((16 - reinterpret_cast<std::uintptr_t>(d) % 16) % 16);
+    return head % size == 0 && head + 16 <= bytes ? head : -1;
+}
+
 // d = f(s...) over `bytes` bytes of one row in blocks of V, the first bytes
 // up to an aligned destination and the last ones through a padded copy.
-// Each block is read before it is written, so a source may be d.
-template <class V, int N, class F>
+// Each block is read before it is written, so a source may be d. Streamed
+// rows store their aligned 16-byte blocks past the caches.
+template <class V, int N, bool Stream = false, class F>
 void blocks(const char* const* s, char* d, std::int64_t bytes, int size, F f) {
     constexpr int B = sizeof(V);
     auto partial = [&](std::int64_t at, std::int64_t m) {
@@ -105,61 +115,79 @@ void blocks(const char* const* s, char* d, std::int64_t bytes, int size, F f) {
             store(out, f(load<V>(in[0]), load<V>(in[1])));
         std::memcpy(d + at, out, static_cast<std::size_t>(m));
     };
-    std::int64_t i = headOf(d, bytes, size, B);
+    std::int64_t i = 0;
+    if constexpr (Stream) {
+        i = streamHeadOf(d, bytes, size);
+        if (i < 0) {
+            blocks<V, N>(s, d, bytes, size, f);
+            return;
+        }
+    } else {
+        i = headOf(d, bytes, size, B);
+    }
     if (i > 0) partial(0, i);
     for (; i + B <= bytes; i += B) {
+        V v;
         if constexpr (N == 1)
-            store(d + i, f(load<V>(s[0] + i)));
+            v = f(load<V>(s[0] + i));
         else
-            store(d + i, f(load<V>(s[0] + i), load<V>(s[1] + i)));
+            v = f(load<V>(s[0] + i), load<V>(s[1] + i));
+        if constexpr (Stream)
+            stream(d + i, v);
+        else
+            store(d + i, v);
     }
     if (i < bytes) partial(i, bytes - i);
 }
 
 // The rows of N sources and a destination, each stepping by its stride.
-template <int N, class F>
+// Streamed stores are made visible to other threads before the return.
+template <int N, bool Stream, class F>
 void rowsOf(const void* const* src, const std::int64_t* steps, void* dst, std::int64_t dStep,
             int rows, std::int64_t bytes, int size, F f) {
     const char* s[N];
     for (int k = 0; k < N; ++k) s[k] = static_cast<const char*>(src[k]);
     char* d = static_cast<char*>(dst);
     for (int y = 0; y < rows; ++y, d += dStep) {
-        if (bytes >= kLongRow)
+        if constexpr (Stream)
+            blocks<V16, N, true>(s, d, bytes, size, f);
+        else if (bytes >= kLongRow)
             blocks<V16, N>(s, d, bytes, size, f);
         else
             blocks<V32, N>(s, d, bytes, size, f);
         for (int k = 0; k < N; ++k) s[k] += steps[k];
     }
+    if constexpr (Stream) _mm_sfence();
 }
 
-template <class E, int Size, bool Invert, bool Up>
+template <class E, int Size, bool Invert, bool Up, bool Stream>
 void addRows(const void* s, std::int64_t sStep, void* d, std::int64_t dStep, int rows,
              std::int64_t n, const std::uint32_t* k) {
     const Both limit = E::set(k[0]), value = E::set(k[1]), ones = both(_mm256_set1_epi32(-1));
     const void* src[] = {s};
-    rowsOf<1>(src, &sStep, d, dStep, rows, n * Size, Size, [&](auto x) {
+    rowsOf<1, Stream>(src, &sStep, d, dStep, rows, n * Size, Size, [&](auto x) {
         if constexpr (Invert) x = bitXor(x, ones.of(x));
         return E::add(Up ? E::min(x, limit.of(x)) : E::max(x, limit.of(x)), value.of(x));
     });
 }
 
-template <class E, int Size>
+template <class E, int Size, bool Stream>
 void logicRows(const void* s, std::int64_t sStep, void* d, std::int64_t dStep, int rows,
                std::int64_t n, const std::uint32_t* k) {
     const Both flip = E::set(k[0]), keep = E::set(k[1]), set = E::set(k[2]);
     const void* src[] = {s};
-    rowsOf<1>(src, &sStep, d, dStep, rows, n * Size, Size,
-              [&](auto x) { return bitOr(bitAnd(bitXor(x, flip.of(x)), keep.of(x)), set.of(x)); });
+    rowsOf<1, Stream>(src, &sStep, d, dStep, rows, n * Size, Size,
+                      [&](auto x) { return bitOr(bitAnd(bitXor(x, flip.of(x)), keep.of(x)), set.of(x)); });
 }
 
 // AND is bytewise whatever the element size.
-template <int Size>
+template <int Size, bool Stream>
 void andRows(const void* a, std::int64_t aStep, const void* b, std::int64_t bStep, void* d,
              std::int64_t dStep, int rows, std::int64_t n) {
     const void* src[] = {a, b};
     const std::int64_t steps[] = {aStep, bStep};
-    rowsOf<2>(src, steps, d, dStep, rows, n * Size, Size,
-              [](auto x, auto y) { return bitAnd(x, y); });
+    rowsOf<2, Stream>(src, steps, d, dStep, rows, n * Size, Size,
+                      [](auto x, auto y) { return bitAnd(x, y); });
 }
 
 // Rows of a tile's width move in 32-byte blocks, the last block ending at
@@ -180,35 +208,47 @@ void copyRows(const void* src, std::int64_t sStep, void* dst, std::int64_t dStep
     }
 }
 
-template <class E, int Size>
-void fillAdd(ElementRows& t, int e) {
-    t.add[e][0][0] = addRows<E, Size, false, false>;
-    t.add[e][0][1] = addRows<E, Size, false, true>;
-    t.add[e][1][0] = addRows<E, Size, true, false>;
-    t.add[e][1][1] = addRows<E, Size, true, true>;
+// Streamed rows of any length, in 16-byte blocks.
+void streamRows(const void* src, std::int64_t sStep, void* dst, std::int64_t dStep, int rows,
+                std::int64_t n) {
+    rowsOf<1, true>(&src, &sStep, dst, dStep, rows, n, 1, [](V16 x) { return x; });
 }
 
+template <class E, int Size, bool Stream>
+void fillAdd(ElementRows& t, int e) {
+    t.add[e][0][0] = addRows<E, Size, false, false, Stream>;
+    t.add[e][0][1] = addRows<E, Size, false, true, Stream>;
+    t.add[e][1][0] = addRows<E, Size, true, false, Stream>;
+    t.add[e][1][1] = addRows<E, Size, true, true, Stream>;
+}
+
+template <bool Stream>
 ElementRows makeAvx2() {
     ElementRows t{};
-    fillAdd<U8, 1>(t, 0);
-    fillAdd<S8, 1>(t, 1);
-    fillAdd<U16, 2>(t, 2);
-    fillAdd<S16, 2>(t, 3);
-    fillAdd<S32, 4>(t, 4);
-    t.logic[0] = logicRows<U8, 1>;
-    t.logic[1] = logicRows<U16, 2>;
-    t.logic[2] = logicRows<S32, 4>;
-    t.bitAnd[0] = andRows<1>;
-    t.bitAnd[1] = andRows<2>;
-    t.bitAnd[2] = andRows<4>;
-    t.copy = copyRows;
+    fillAdd<U8, 1, Stream>(t, 0);
+    fillAdd<S8, 1, Stream>(t, 1);
+    fillAdd<U16, 2, Stream>(t, 2);
+    fillAdd<S16, 2, Stream>(t, 3);
+    fillAdd<S32, 4, Stream>(t, 4);
+    t.logic[0] = logicRows<U8, 1, Stream>;
+    t.logic[1] = logicRows<U16, 2, Stream>;
+    t.logic[2] = logicRows<S32, 4, Stream>;
+    t.bitAnd[0] = andRows<1, Stream>;
+    t.bitAnd[1] = andRows<2, Stream>;
+    t.bitAnd[2] = andRows<4, Stream>;
+    t.copy = Stream ? streamRows : copyRows;
     return t;
 }
 
 }  // namespace
 
 const ElementRows* elementRowsAvx2() {
-    static const ElementRows table = makeAvx2();
+    static const ElementRows table = makeAvx2<false>();
+    return &table;
+}
+
+const ElementRows* elementRowsAvx2Streaming() {
+    static const ElementRows table = makeAvx2<true>();
     return &table;
 }
 

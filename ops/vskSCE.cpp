@@ -205,6 +205,7 @@ void transfer(const TransferOp& op, VskImage* src, VskImage* dst, const int* dst
     if (!srcTiled) {
         // Each destination tile receives the matching part of the source.
         const vsk::TileWalk walk{dst, VSK_TILE_WRITE, op.site, kWriteFailed, op.dstTiledLine, src};
+        const vsk::StreamingStores streaming(vsk::largeWalk(dst, range.rows, range.cols));
         vsk::walkTiles(walk, range, dstTile, [&](VskImage* tile, const vsk::TilePart&) {
             transfer(op, src, tile, nullptr);
             return true;

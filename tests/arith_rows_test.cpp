@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../ops/element_rows.hpp"
@@ -31,15 +32,22 @@ const int kSizes[] = {1, 1, 2, 2, 4};  // bytes of the addition's element types
 }  // namespace
 
 TEST(ArithRows, EveryKernelMatchesTheScalarRows) {
-    // Three rows of n elements of up to 4 bytes, 8n + 5 bytes apart.
+    // Three rows of n elements of up to 4 bytes, 8n + 5 bytes apart, through
+    // the cached and the streamed stores.
+    std::vector<std::pair<std::string, const ElementRows*>> tables;
+    for (SimdLevel level : vsktest::distinctLevels(elementRowsFor))
+        tables.emplace_back(simd::levelName(level), &elementRowsFor(level));
+    for (SimdLevel level : vsktest::distinctLevels(vsk::streamingRowsFor))
+        tables.emplace_back(std::string("streamed ") + simd::levelName(level),
+                            &vsk::streamingRowsFor(level));
     std::mt19937 rng(3);
     const int rows = 3;
-    for (SimdLevel level : vsktest::distinctLevels(elementRowsFor)) {
-        const ElementRows& table = elementRowsFor(level);
+    for (const auto& [name, entry] : tables) {
+        const ElementRows& table = *entry;
         for (int n : {1, 5, 8, 31, 32, 33, 64, 77, 200, 300})
             for (int offset = 0; offset < 4; ++offset)
                 for (bool inPlace : {false, true}) {
-                    SCOPED_TRACE(std::string(simd::levelName(level)) + " n " + std::to_string(n) +
+                    SCOPED_TRACE(name + " n " + std::to_string(n) +
                                  " offset " + std::to_string(offset) + " in place " +
                                  std::to_string(inPlace));
                     const std::int64_t step = 8 * n + 5;

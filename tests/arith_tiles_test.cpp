@@ -308,3 +308,30 @@ TEST(ArithTiles, SameTiledHeaderForSourceAndDestination) {
         EXPECT_EQ(t.tiled->held, 0);
     }
 }
+
+TEST(ArithTiles, WalksLargerThanTheCachesGiveTheSameSamples) {
+    // A walk writing more than 8 MiB into tiles stores past the caches; the
+    // samples and the call-backs stay those of any other walk.
+    const Geometry g{3, 900, 800, {0, 3, 5, 890, 795}, 64, 64};
+    Operand src = makeOperand(g, VSK_32S, 0, false, 5);
+    for (int op = 0; op < 3; ++op) {
+        TiledImage tiled(g.nChannels, VSK_32S, 0, g.height, g.width, g.tileWidth, g.tileHeight);
+        setRoi(tiled.get(), g.roi[0], g.roi[1], g.roi[2], g.roi[3], g.roi[4]);
+        ImagePtr expected = cloneImage(src.plain.get());
+        tiled.storeTo(expected.get());
+        auto run = [&](VskImage* dst) {
+            if (op == 0) tvskCopy(src.plain.get(), dst, nullptr);
+            if (op == 1) runArith(ArithOp::Add, src.plain.get(), nullptr, dst, 1 << 30);
+            if (op == 2) runArith(ArithOp::AndS, src.plain.get(), nullptr, dst, 0x5A5A5A5A);
+        };
+        run(expected.get());
+        ErrorCapture capture;
+        run(tiled.get());
+        EXPECT_TRUE(capture.reports().empty()) << op;
+        ImagePtr got = cloneImage(src.plain.get());
+        tiled.storeTo(got.get());
+        EXPECT_EQ(firstDifference(got.get(), expected.get()), "") << op;
+        EXPECT_EQ(tiled.held, 0) << op;
+        EXPECT_EQ(tiled.log.size(), 2u * 14 * 13) << op;  // each tile taken and given back
+    }
+}

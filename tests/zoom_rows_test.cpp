@@ -72,6 +72,13 @@ void expectHorizontalKernelsMatch(const ZoomKernels& fast, int round) {
         w[1][i] = t * (1 + t) * 0.5;
         w[2][i] = (t - 1) * w[1][i] * 0.3333333333333333;
     }
+    // Runs of columns on the same samples (the columns move by less than a pixel).
+    std::vector<std::int32_t> run(n);
+    for (int i = n - 1; i >= 0; --i) {
+        bool same = i + 1 < n;
+        for (int k = 0; k < 4; ++k) same = same && o[k][i + 1] == o[k][i];
+        run[i] = same ? run[i + 1] + 1 : 1;
+    }
     const LinearColumns lin{o[1].data(), o[2].data(), f.data(), n,
                             safeOf({o[1].data(), o[2].data()}, n, ch, row.size())};
     const CubicColumns cub{
@@ -80,7 +87,8 @@ void expectHorizontalKernelsMatch(const ZoomKernels& fast, int round) {
         w[1].data(),
         w[2].data(),
         n,
-        safeOf({o[0].data(), o[1].data(), o[2].data(), o[3].data()}, n, ch, row.size())};
+        safeOf({o[0].data(), o[1].data(), o[2].data(), o[3].data()}, n, ch, row.size()),
+        run.data()};
     const ZoomRows<T>& scalar = rowsOf<T>(kScalar);
     const ZoomRows<T>& vec = rowsOf<T>(fast);
     const std::size_t values = static_cast<std::size_t>(n) * ch;
@@ -115,19 +123,31 @@ void expectVerticalKernelsMatch(const ZoomKernels& fast, int round) {
     }
     const float* q[4] = {rows[0].data() + start, rows[1].data() + start, rows[2].data() + start,
                          rows[3].data() + start};
-    const double f = pick(0, 2) ? uniform(0, 2) : (pick(0, 1) ? 0.0 : 1.0);
-    const double t = pick(0, 2) ? uniform(-1.5, 2.5) : pick(0, 1), c2 = t * (1 + t) * 0.5;
-    const double c[3] = {1 + t, c2, (t - 1) * c2 * 0.3333333333333333};
+    // Up to kVRows destination rows at once, each with its own weights.
+    const int rowCount = pick(1, kVRows);
+    double f[kVRows], c[kVRows][3];
+    for (int r = 0; r < rowCount; ++r) {
+        f[r] = pick(0, 2) ? uniform(0, 2) : (pick(0, 1) ? 0.0 : 1.0);
+        const double t = pick(0, 2) ? uniform(-1.5, 2.5) : pick(0, 1), c2 = t * (1 + t) * 0.5;
+        c[r][0] = 1 + t;
+        c[r][1] = c2;
+        c[r][2] = (t - 1) * c2 * 0.3333333333333333;
+    }
     const ZoomRows<T>& scalar = rowsOf<T>(kScalar);
     const ZoomRows<T>& vec = rowsOf<T>(fast);
-    std::vector<T> want(static_cast<std::size_t>(n)), got(want.size());
-    SCOPED_TRACE("round " + std::to_string(round) + " n " + std::to_string(n) + " f " +
-                 std::to_string(f));
-    scalar.linearV(q[0], q[1], f, want.data(), n);
-    vec.linearV(q[0], q[1], f, got.data(), n);
+    std::vector<T> want(static_cast<std::size_t>(n) * rowCount), got(want.size());
+    T *w[kVRows], *g[kVRows];
+    for (int r = 0; r < rowCount; ++r) {
+        w[r] = want.data() + r * n;
+        g[r] = got.data() + r * n;
+    }
+    SCOPED_TRACE("round " + std::to_string(round) + " n " + std::to_string(n) + " rows " +
+                 std::to_string(rowCount));
+    scalar.linearV(q[0], q[1], f, w, rowCount, n);
+    vec.linearV(q[0], q[1], f, g, rowCount, n);
     ASSERT_EQ(want, got) << "linear";
-    scalar.cubicV(q, c, want.data(), n);
-    vec.cubicV(q, c, got.data(), n);
+    scalar.cubicV(q, c, w, rowCount, n);
+    vec.cubicV(q, c, g, rowCount, n);
     ASSERT_EQ(want, got) << "cubic";
 }
 
@@ -206,7 +226,9 @@ TEST(ZoomRows, QuarterRuleGivesTheDoubleFormulasBytes) {
         for (int v : values) {
             std::fill(a.begin(), a.end(), static_cast<float>(v / 4.0));
             std::fill(ai.begin(), ai.end(), static_cast<std::int16_t>(v));
-            scalar.linearV(a.data(), b.data(), m / 4.0, want.data(), count);
+            const double f = m / 4.0;
+            std::uint8_t* out = want.data();
+            scalar.linearV(a.data(), b.data(), &f, &out, 1, count);
             quarterVScalar(ai.data(), bi.data(), m, got.data(), count);
             ASSERT_EQ(want, got) << "m " << m << " a " << v;
         }
