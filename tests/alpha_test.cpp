@@ -50,8 +50,8 @@ void checkScenario(const Scenario& s, std::uint32_t seed) {
         target = image(2, 1, s.depth, 1, 7, w + 2, seed + 5);
         setRoi(target.get(), 0, 2, 0, 7, w);
     }
-    const ImagePtr before = snapshot(D.get());
-    const ImagePtr targetBefore = target ? snapshot(target.get()) : nullptr;
+    const ImagePtr before = cloneImage(D.get());
+    const ImagePtr targetBefore = target ? cloneImage(target.get()) : nullptr;
     ErrorCapture capture;
     tvskAlphaComposite(A.get(), B.get(), D.get(), s.op, alphaA.get(), alphaB.get(), target.get(),
                        s.premul, s.divide, nullptr);
@@ -178,7 +178,7 @@ TEST(AlphaComposite, ChannelOfInterest) {
         setRoi(A.get(), 1, 0, 0, 6, 6);
         setRoi(B.get(), 3, 1, 1, 5, 5);
         setRoi(D.get(), dstCoi, 0, 1, 5, 6);
-        const ImagePtr before = snapshot(D.get());
+        const ImagePtr before = cloneImage(D.get());
         ErrorCapture capture;
         tvskAlphaComposite(A.get(), B.get(), D.get(), 4, nullptr, nullptr, nullptr, 0, 0, nullptr);
         EXPECT_TRUE(capture.reports().empty());
@@ -198,7 +198,7 @@ TEST(AlphaComposite, DestinationMayBeASource) {
         for (int width : {37, 700}) {
             ImagePtr A = image(4, 4, VSK_8U, order, 5, width, 1);
             ImagePtr B = image(4, 4, VSK_8U, order, 5, width, 2);
-            ImagePtr D = snapshot(B.get());
+            ImagePtr D = cloneImage(B.get());
             tvskAlphaComposite(A.get(), B.get(), D.get(), 0, nullptr, nullptr, nullptr, 0, 0, nullptr);
             tvskAlphaComposite(A.get(), B.get(), B.get(), 0, nullptr, nullptr, nullptr, 0, 0, nullptr);
             EXPECT_EQ(bytesOf(B.get()), bytesOf(D.get())) << order << " " << width;
@@ -275,7 +275,7 @@ TEST(AlphaCompositeC, ConstantAlphasFollowTheRules) {
                 ImagePtr A = image(4, 4, k.depth, k.order, 3, 9, ++seed);
                 ImagePtr B = image(4, 4, k.depth, 0, 3, 9, ++seed);
                 ImagePtr D = image(4, 4, k.depth, k.order, 3, 9, ++seed);
-                const ImagePtr before = snapshot(D.get());
+                const ImagePtr before = cloneImage(D.get());
                 ErrorCapture capture;
                 tvskAlphaCompositeC(A.get(), B.get(), D.get(), op, k.alphaA, k.alphaB, premul, divide,
                                     nullptr);
@@ -290,28 +290,6 @@ TEST(AlphaCompositeC, ConstantAlphasFollowTheRules) {
                                         get(B.get(), x, y, c), alpha(B, k.alphaB, x, y));
                 });
             }
-}
-
-TEST(AlphaComposite, SameBitsOnEveryBuild) {
-    // A digest of seeded compositions through every driver: any build (32 or
-    // 64 bits, SIMD or scalar) that differs in one bit changes it.
-    std::uint64_t digest = 1469598103934665603ull;
-    std::uint32_t seed = 7;
-    for (unsigned depth : {VSK_8U, VSK_16U})
-        for (int op = 0; op < 6; ++op)
-            for (int variant = 0; variant < 8; ++variant) {
-                const bool premul = variant & 1, divide = variant & 2, ownB = variant & 4;
-                ImagePtr A = image(4, 4, depth, 0, 16, 37, ++seed);
-                ImagePtr B = image(4, 4, depth, divide ? 1 : 0, 16, 37, ++seed);
-                ImagePtr D = image(4, 4, depth, 0, 16, 37, ++seed);
-                ImagePtr alphaA = image(1, 0, depth, 0, 16, 37, ++seed);
-                tvskAlphaComposite(A.get(), B.get(), D.get(), op, ownB ? nullptr : alphaA.get(),
-                                   nullptr, nullptr, premul, divide, nullptr);
-                tvskAlphaCompositeC(A.get(), B.get(), A.get(), op, 99, -1, premul, divide, nullptr);
-                for (const VskImage* im : {A.get(), D.get()})
-                    for (std::uint8_t byte : bytesOf(im)) digest = (digest ^ byte) * 1099511628211ull;
-            }
-    EXPECT_EQ(digest, 6824785360339057025ull);
 }
 
 // ---- argument checks ----------------------------------------------------------------
@@ -346,13 +324,7 @@ void expectReports(const CheckCase* cases, std::size_t n, const char* func,
         k.change(args);
         ErrorCapture capture;
         run(args);
-        ASSERT_EQ(capture.reports().size(), 1u);
-        const Report& r = capture.reports()[0];
-        EXPECT_EQ(r.context, k.text);
-        EXPECT_EQ(r.line, k.line);
-        EXPECT_EQ(r.status, VSK_STATUS_BAD_ARG);
-        EXPECT_EQ(r.func, func);
-        EXPECT_EQ(r.file, "vskalpha");
+        EXPECT_EQ(reportsOf(capture), fault(func, k.text, "vskalpha", k.line));
     }
 }
 

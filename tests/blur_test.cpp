@@ -337,10 +337,7 @@ TEST(BlurTiled, EveryPathEqualsThePlainRun) {
         for (const TileCall& call : b.dst.tiled.log) (call.mode == VSK_TILE_WRITE ? writes : releases)[{call.col, call.row}]++;
         EXPECT_EQ(writes, releases);
         for (const auto& w : writes) EXPECT_EQ(w.second, 1);
-        for (TiledImage* t : {&a.src.tiled, &a.dst.tiled, &b.src.tiled, &b.dst.tiled}) {
-            EXPECT_EQ(t->held, 0);
-            EXPECT_EQ(t->badReleases, 0);
-        }
+        for (TiledImage* t : {&a.src.tiled, &a.dst.tiled, &b.src.tiled, &b.dst.tiled}) EXPECT_EQ(t->held + t->badReleases, 0);
     }
     EXPECT_TRUE(capture.reports().empty());
 }

@@ -94,30 +94,6 @@ ImagePtr randomImage(int n, unsigned depth, int order, int h, int w, const Roi& 
     return im;
 }
 
-ImagePtr clone(const VskImage* im) {
-    ImagePtr c = makeImage(im->nChannels, im->depth, im->dataOrder, im->height, im->width, 0, im->align);
-    std::memcpy(c->imageData, im->imageData, static_cast<std::size_t>(im->dataSize));
-    if (im->roi) setRoi(c.get(), im->roi->coi, im->roi->xOffset, im->roi->yOffset, im->roi->height,
-                        im->roi->width);
-    return c;
-}
-
-std::unique_ptr<TiledImage> tiledCopyOf(const VskImage* im, int tw, int th) {
-    auto t = std::make_unique<TiledImage>(im->nChannels, im->depth, im->dataOrder, im->height,
-                                          im->width, tw, th, im->align);
-    t->loadFrom(im);
-    if (im->roi) setRoi(t->get(), im->roi->coi, im->roi->xOffset, im->roi->yOffset, im->roi->height,
-                        im->roi->width);
-    return t;
-}
-
-// The pixels of a tiled image over the padding of a buffered one.
-std::vector<std::uint8_t> pixelsOf(const TiledImage& t, const VskImage* like) {
-    ImagePtr out = clone(like);
-    t.storeTo(out.get());
-    return bytesOf(out.get());
-}
-
 // A source and a destination, either of them tiled (tiling bit 1: the
 // destination, bit 2: the source), holding the buffered images' contents.
 struct Tiling {
@@ -125,28 +101,10 @@ struct Tiling {
     VskImage* src;
     VskImage* dst;
     Tiling(VskImage* s, VskImage* d, int tiling, int tw, int th) : src(s), dst(d) {
-        if (tiling & 2) src = (ts = tiledCopyOf(s, tw, th))->get();
-        if (tiling & 1) dst = (td = tiledCopyOf(d, tw, th))->get();
+        if (tiling & 2) src = (ts = tiledCopy(s, tw, th))->get();
+        if (tiling & 1) dst = (td = tiledCopy(d, tw, th))->get();
     }
 };
-
-// The row-major walk over the tiles that a rectangle covers: each taken with
-// `mode` and given back.
-std::string walkLog(int x, int y, int h, int w, int tw, int th, int mode) {
-    std::vector<TileCall> calls;
-    for (int r = y / th; r <= (y + h - 1) / th; ++r)
-        for (int c = x / tw; c <= (x + w - 1) / tw; ++c) {
-            calls.push_back({mode, c, r});
-            calls.push_back({VSK_TILE_RELEASE, c, r});
-        }
-    return describe(calls);
-}
-
-std::string line(const char* text) {
-    std::string s = text;
-    s.resize(70, ' ');
-    return s + "\n";
-}
 
 using TwoImageFn = void(VSK_CALL*)(VskImage*, VskImage*, const int*);
 
@@ -172,11 +130,11 @@ TEST(Copy, ChecksReportInOrderAndStopTheCall) {
         std::vector<std::pair<int, std::string>> reports;  // line selector (0 src, 1 dst, 2 compat), text
     } cases[] = {
         {"source without data", [](VskImage* s, VskImage*) { s->imageData = nullptr; },
-         {{0, line("Image data and tileinfo is either null or not null")}}},
+         {{0, paddedLine("Image data and tileinfo is either null or not null")}}},
         {"both bad: only the source", [](VskImage* s, VskImage* d) { s->align = 2; d->roi->width = 0; },
-         {{0, line("Image align is invalid")}}},
+         {{0, paddedLine("Image align is invalid")}}},
         {"destination ROI", [](VskImage*, VskImage* d) { d->roi->width = 0; d->roi->xOffset = -1; },
-         {{1, line("ROI size is invalid") + line("ROI offset is invalid")}}},
+         {{1, paddedLine("ROI size is invalid") + paddedLine("ROI offset is invalid")}}},
         {"depth and origin", [](VskImage*, VskImage* d) { d->depth = VSK_8S; d->origin = 1; },
          {{2, "srcImage->depth != dstImage->depth"}, {2, "srcImage->origin != dstImage->origin"}}},
         {"data order", [](VskImage*, VskImage* d) { d->dataOrder = 1; },
@@ -194,16 +152,10 @@ TEST(Copy, ChecksReportInOrderAndStopTheCall) {
             op.fn(src.get(), dst.get(), nullptr);
             src->imageData = data;
             src->align = 4;
-            ASSERT_EQ(capture.reports().size(), c.reports.size());
-            for (std::size_t k = 0; k < c.reports.size(); ++k) {
-                const Report& r = capture.reports()[k];
-                const int lines[] = {op.srcLine, op.dstLine, op.compatLine};
-                EXPECT_EQ(r.status, -5);
-                EXPECT_EQ(r.func, op.name);
-                EXPECT_EQ(r.file, "vskSCE");
-                EXPECT_EQ(r.line, lines[c.reports[k].first]);
-                EXPECT_EQ(r.context, c.reports[k].second);
-            }
+            const int lines[] = {op.srcLine, op.dstLine, op.compatLine};
+            std::string want;
+            for (const auto& [which, text] : c.reports) want += fault(op.name, text, "vskSCE", lines[which]);
+            EXPECT_EQ(reportsOf(capture), want);
             EXPECT_EQ(bytesOf(dst.get()), before);
         }
     // A null header is reported by its own line.
@@ -211,10 +163,8 @@ TEST(Copy, ChecksReportInOrderAndStopTheCall) {
     ImagePtr im = makeImage(1, VSK_8U, 0, 2, 2);
     tvskCopy(nullptr, im.get(), nullptr);
     tvskCopy(im.get(), nullptr, nullptr);
-    ASSERT_EQ(capture.reports().size(), 2u);
-    EXPECT_EQ(capture.reports()[0].line, 54);
-    EXPECT_EQ(capture.reports()[1].line, 55);
-    EXPECT_EQ(capture.reports()[1].context, line("Image header is null"));
+    EXPECT_EQ(reportsOf(capture), fault("vskCopy", paddedLine("Image header is null"), "vskSCE", 54) +
+                                      fault("vskCopy", paddedLine("Image header is null"), "vskSCE", 55));
 }
 
 TEST(Copy, NegativeStatusStopsCopyAndExchangeButNotFill) {
@@ -253,7 +203,7 @@ TEST(Copy, ChannelOfInterestMatrixAgainstModel) {
                         ErrorCapture capture;
                         ImagePtr s = randomImage(3, depth, order, 7, 9, {sc, 1, 2, 4, 5}, 3);
                         ImagePtr d = randomImage(dstN, depth, order, 6, 8, {dc, 2, 1, 5, 4}, 4);
-                        ImagePtr ws = clone(s.get()), wd = clone(d.get());
+                        ImagePtr ws = cloneImage(s.get()), wd = cloneImage(d.get());
                         modelTransfer(ws.get(), wd.get(), op.swap);
                         op.fn(s.get(), d.get(), nullptr);
                         EXPECT_EQ(bytesOf(d.get()), bytesOf(wd.get()));
@@ -302,19 +252,7 @@ TEST(Copy, RegionIsTheSmallerOneAnchoredAtBothCorners) {
     }
 }
 
-TEST(Copy, OneBitRunsAtEveryPairOfOffsets) {
-    for (const TwoImageOp& op : kOps)
-        for (int sx = 0; sx < 10; ++sx)
-            for (int dx = 0; dx < 10; ++dx)
-                for (int w : {1, 5, 8, 13, 64, 77, 150}) {
-                    ImagePtr s = randomImage(1, VSK_1U, 0, 3, 170, {0, sx, 0, 2, w}, sx);
-                    ImagePtr d = randomImage(1, VSK_1U, 0, 3, 170, {1, dx, 1, 2, w}, dx + 100);
-                    ImagePtr ws = clone(s.get()), wd = clone(d.get());
-                    modelTransfer(ws.get(), wd.get(), op.swap);
-                    op.fn(s.get(), d.get(), nullptr);
-                    ASSERT_EQ(bytesOf(d.get()), bytesOf(wd.get())) << op.name << " " << sx << "->" << dx << " w " << w;
-                    ASSERT_EQ(bytesOf(s.get()), bytesOf(ws.get())) << op.name << " " << sx << "->" << dx << " w " << w;
-                }
+TEST(Copy, OneBitRunKeepsTheBitsAroundIt) {
     // Five pixels from column 3 to column 6 change exactly pixels 6..10.
     ImagePtr s = makeImage(1, VSK_1U, 0, 1, 16, 3);  // all ones
     ImagePtr d = makeImage(1, VSK_1U, 0, 1, 16, 0);
@@ -403,21 +341,12 @@ TEST(Set, ChannelsOrdersAndBitOffsetsAgainstModel) {
                     // coi -1: no ROI at all.
                     const Roi roi = coi < 0 ? Roi{} : Roi{coi, width == 8 ? 0 : 2, 1, 4, 30};
                     ImagePtr im = randomImage(3, depth, order, 6, width, roi, 7);
-                    ImagePtr want = clone(im.get());
+                    ImagePtr want = cloneImage(im.get());
                     modelFill(want.get(), -70000);
                     tvskSet(im.get(), -70000, nullptr);
                     ASSERT_EQ(bytesOf(im.get()), bytesOf(want.get()))
                         << depth << " " << order << " " << width << " " << coi;
                 }
-    for (int x = 0; x < 17; ++x)
-        for (int w : {1, 4, 7, 8, 9, 70})
-            for (int v : {0, 7}) {
-                ImagePtr im = randomImage(1, VSK_1U, 0, 3, 90, {1, x, 1, 2, w}, x * w);
-                ImagePtr want = clone(im.get());
-                modelFill(want.get(), v);
-                tvskSet(im.get(), v, nullptr);
-                ASSERT_EQ(bytesOf(im.get()), bytesOf(want.get())) << x << " " << w << " " << v;
-            }
     // ROI x 3, width 4: pixels 3..6 set, 0..2 and 7 of the byte kept.
     ImagePtr im = makeImage(1, VSK_1U, 0, 2, 8, 0);
     setRoi(im.get(), 0, 3, 0, 2, 4);
@@ -432,14 +361,9 @@ TEST(Set, ReportsABadHeaderOnly) {
     im->origin = 3;
     tvskSet(im.get(), 1, nullptr);
     im->nChannels = 1;
-    ASSERT_EQ(capture.reports().size(), 1u);
-    const Report& r = capture.reports()[0];
-    EXPECT_EQ(r.func, "vskSet");
-    EXPECT_EQ(r.file, "vskSCE");
-    EXPECT_EQ(r.line, 479);
-    EXPECT_EQ(r.status, -5);
-    EXPECT_EQ(r.context, line("Image channel's number is less one") +
-                             line("Image origin is invalid"));
+    EXPECT_EQ(reportsOf(capture), fault("vskSet", paddedLine("Image channel's number is less one") +
+                                                          paddedLine("Image origin is invalid"),
+                                        "vskSCE", 479));
     EXPECT_EQ(get(im.get(), 0, 0), 0);
 }
 
@@ -477,7 +401,7 @@ TEST(CopyTiled, EveryTilingMatchesTheBufferedResultAndLogsItsWalk) {
                 ErrorCapture capture;
                 ImagePtr s = randomImage(c.n, c.depth, c.order, c.h, c.w, c.sr, 11);
                 ImagePtr d = randomImage(c.n, c.depth, c.order, c.h, c.w, c.dr, 12);
-                ImagePtr ws = clone(s.get()), wd = clone(d.get());
+                ImagePtr ws = cloneImage(s.get()), wd = cloneImage(d.get());
                 op.fn(ws.get(), wd.get(), nullptr);  // the buffered result
 
                 Tiling t(s.get(), d.get(), tiling, c.tw, c.th);
@@ -489,22 +413,20 @@ TEST(CopyTiled, EveryTilingMatchesTheBufferedResultAndLogsItsWalk) {
                 EXPECT_TRUE(capture.reports().empty());
                 EXPECT_EQ(src->roi, srcRoi);
                 EXPECT_EQ(dst->roi, dstRoi);
-                EXPECT_EQ(ts ? pixelsOf(*ts, s.get()) : bytesOf(s.get()), bytesOf(ws.get()));
-                EXPECT_EQ(td ? pixelsOf(*td, d.get()) : bytesOf(d.get()), bytesOf(wd.get()));
+                EXPECT_EQ(ts ? bytesOf(pixelsOf(*ts, s.get()).get()) : bytesOf(s.get()), bytesOf(ws.get()));
+                EXPECT_EQ(td ? bytesOf(pixelsOf(*td, d.get()).get()) : bytesOf(d.get()), bytesOf(wd.get()));
                 const int rows = std::min(c.sr.h ? c.sr.h : c.h, c.dr.h ? c.dr.h : c.h);
                 const int cols = std::min(c.sr.h ? c.sr.w : c.w, c.dr.h ? c.dr.w : c.w);
                 if (td) {
                     EXPECT_EQ(describe(td->log),
                               walkLog(c.dr.x, c.dr.y, rows, cols, c.tw, c.th, VSK_TILE_WRITE));
-                    EXPECT_EQ(td->held, 0);
-                    EXPECT_EQ(td->badReleases, 0);
+                    EXPECT_EQ(td->held + td->badReleases, 0);
                 }
                 if (ts && !td) {
                     EXPECT_EQ(describe(ts->log), walkLog(c.sr.x, c.sr.y, rows, cols, c.tw, c.th, op.srcMode));
                 }
                 if (ts) {
-                    EXPECT_EQ(ts->held, 0);
-                    EXPECT_EQ(ts->badReleases, 0);
+                    EXPECT_EQ(ts->held + ts->badReleases, 0);
                     // The source is fetched for reading; an exchange writes it back.
                     for (const TileCall& call : ts->log)
                         EXPECT_TRUE(call.mode == VSK_TILE_READ || call.mode == VSK_TILE_RELEASE ||
@@ -559,12 +481,7 @@ TEST(CopyTiled, RefusedTileIsReportedAndEndsTheCall) {
             EXPECT_EQ(td->held, 1);
             continue;
         }
-        ASSERT_EQ(capture.reports().size(), 1u);
-        const Report& r = capture.reports()[0];
-        EXPECT_EQ(r.status, -2);
-        EXPECT_EQ(r.func, op.name);
-        EXPECT_EQ(r.line, c.line);
-        EXPECT_EQ(r.context, c.text);
+        EXPECT_EQ(reportsOf(capture), fault(op.name, c.text, "vskSCE", c.line, -2));
         // The first tile's part was done before the refusal.
         EXPECT_EQ(td ? td->get(5, 5) : get(d.get(), 5, 5), first);
     }
@@ -589,21 +506,19 @@ TEST(CopyTiled, DestinationTileSelectsTilesByTheColumnForBothIndexes) {
         SCOPED_TRACE(testing::Message() << "tile " << c.tc << "," << c.tr << " ROI row " << c.roiY);
         ErrorCapture capture;
         ImagePtr s = randomImage(1, VSK_8U, 0, 32, 32, {}, 3);
-        auto td = tiledCopyOf(randomImage(1, VSK_8U, 0, 32, 32, {0, 5, c.roiY, 10, 10}, 4).get(), 8, 8);
+        auto td = tiledCopy(randomImage(1, VSK_8U, 0, 32, 32, {0, 5, c.roiY, 10, 10}, 4).get(), 8, 8);
         const int tile[2] = {c.tc, c.tr};
         tvskCopy(s.get(), td->get(), tile);
         EXPECT_EQ(describe(td->log), c.log);
-        ASSERT_EQ(capture.reports().size(), static_cast<std::size_t>(c.reports));
-        if (c.reports) {
-            EXPECT_EQ(capture.reports()[0].context, line("ROI offset is invalid"));
-        }
+        EXPECT_EQ(reportsOf(capture),
+                  c.reports ? fault("vskCopy", paddedLine("ROI offset is invalid"), "vskSCE", 54) : "");
         td->log.clear();
         tvskSet(td->get(), 1, tile);
         EXPECT_EQ(describe(td->log), c.log);
     }
     // With a buffered destination the selector plays no part.
     ImagePtr d = makeImage(1, VSK_8U, 0, 16, 16);
-    auto ts = tiledCopyOf(randomImage(1, VSK_8U, 0, 16, 16, {}, 5).get(), 8, 8);
+    auto ts = tiledCopy(randomImage(1, VSK_8U, 0, 16, 16, {}, 5).get(), 8, 8);
     const int tile[2] = {1, 1};
     tvskCopy(ts->get(), d.get(), tile);
     EXPECT_EQ(describe(ts->log), walkLog(0, 0, 16, 16, 8, 8, VSK_TILE_READ));
@@ -612,23 +527,20 @@ TEST(CopyTiled, DestinationTileSelectsTilesByTheColumnForBothIndexes) {
 TEST(SetTiled, MatchesTheBufferedFillAndStopsAtARefusedTile) {
     for (const TiledCase& c : kTiledCases) {
         ImagePtr im = randomImage(c.n, c.depth, c.order, c.h, c.w, c.dr, 13);
-        auto t = tiledCopyOf(im.get(), c.tw, c.th);
+        auto t = tiledCopy(im.get(), c.tw, c.th);
         tvskSet(im.get(), 40000, nullptr);
         tvskSet(t->get(), 40000, nullptr);
-        EXPECT_EQ(pixelsOf(*t, im.get()), bytesOf(im.get())) << (c.depth & 0xFF);
+        EXPECT_EQ(bytesOf(pixelsOf(*t, im.get()).get()), bytesOf(im.get())) << (c.depth & 0xFF);
         const Roi& r = c.dr.h ? c.dr : Roi{0, 0, 0, c.h, c.w};
         EXPECT_EQ(describe(t->log), walkLog(r.x, r.y, r.h, r.w, c.tw, c.th, VSK_TILE_WRITE));
     }
     ErrorCapture capture;
-    auto t = tiledCopyOf(randomImage(1, VSK_8U, 0, 16, 16, {0, 5, 5, 10, 10}, 1).get(), 8, 8);
+    auto t = tiledCopy(randomImage(1, VSK_8U, 0, 16, 16, {0, 5, 5, 10, 10}, 1).get(), 8, 8);
     t->refuse.insert({0, 1});
     vskSetErrStatus(-5);  // the fill does not look at the status
     tvskSet(t->get(), 77, nullptr);
     EXPECT_EQ(describe(t->log), "(2,0,0)(4,0,0)(2,1,0)(4,1,0)(2,0,1)");
-    ASSERT_EQ(capture.reports().size(), 1u);
-    EXPECT_EQ(capture.reports()[0].line, 549);
-    EXPECT_EQ(capture.reports()[0].status, -2);
-    EXPECT_EQ(capture.reports()[0].context, "Error get tile to write");
+    EXPECT_EQ(reportsOf(capture), fault("vskSet", "Error get tile to write", "vskSCE", 549, -2));
     EXPECT_EQ(t->get(14, 7), 77);
     EXPECT_NE(t->get(5, 8), 77);
 }

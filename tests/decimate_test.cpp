@@ -214,9 +214,7 @@ TEST(Decimate, SignedDepthsAreRejectedAfterTheChecks) {
         ImagePtr src = makeImage(1, depth, 0, 8, 8, 5), dst = makeImage(1, depth, 0, 8, 8, 1);
         const auto before = bytesOf(dst.get());
         tvskDecimate(src.get(), dst.get(), 1, 2, 1, 2, VSK_INTER_LINEAR, nullptr);
-        ASSERT_EQ(capture.reports().size(), 1u);
-        EXPECT_EQ(capture.reports()[0].context, "srcImage->depth is wrong");
-        EXPECT_EQ(capture.reports()[0].line, 375);
+        EXPECT_EQ(reportsOf(capture), fault("vskDecimate", "srcImage->depth is wrong", "vskdecim", 375));
         EXPECT_EQ(bytesOf(dst.get()), before);
     }
 }
@@ -355,11 +353,8 @@ TEST(Decimate, TiledImagesMatchThePlainRun) {
         setRoi(src.get(), 0, 2, 3, 36, 33);
         setRoi(dst.get(), c.n > 1 ? 2 : 0, 1, 2, 22, 23);
         ImagePtr want = expected(dst.get(), predict(src.get(), dst.get(), c.f, c.interp, c.tiledSrc));
-        TiledImage ts(c.n, c.depth, c.order, 40, 36, 16, 16), td(c.n, c.depth, c.order, 24, 24, 8, 8);
-        ts.loadFrom(src.get());
-        td.loadFrom(dst.get());
-        setRoi(ts.get(), 0, 2, 3, 36, 33);
-        setRoi(td.get(), c.n > 1 ? 2 : 0, 1, 2, 22, 23);
+        const auto tsp = tiledCopy(src.get(), 16, 16), tdp = tiledCopy(dst.get(), 8, 8);
+        TiledImage &ts = *tsp, &td = *tdp;
         tvskDecimate(c.tiledSrc ? ts.get() : src.get(), c.tiledDst ? td.get() : dst.get(), c.f.xU, c.f.xL, c.f.yU,
                      c.f.yL, c.interp, nullptr);
         if (c.tiledDst) td.storeTo(dst.get());
@@ -418,10 +413,7 @@ TEST(Decimate, TileFailures) {
         ts.loadFrom(src.get());
         (c.refuseSrc ? ts : td).refuse.insert(c.refuseSrc ? std::make_pair(2, 0) : std::make_pair(1, 0));
         tvskDecimate(c.tiledSrc ? ts.get() : src.get(), c.tiledDst ? td.get() : dst.get(), 1, 2, 1, 2, 0, nullptr);
-        ASSERT_EQ(capture.reports().size(), 1u);
-        EXPECT_EQ(capture.reports()[0].status, c.status);
-        EXPECT_EQ(capture.reports()[0].line, c.line);
-        EXPECT_EQ(capture.reports()[0].context, c.text);
+        EXPECT_EQ(reportsOf(capture), fault("vskDecimate", c.text, "vskdecim", c.line, c.status));
         EXPECT_EQ(describe(td.log), c.dstLog);
         EXPECT_EQ(ts.held, 0);
         EXPECT_EQ(get(dst.get(), 0, 0), 0);  // a plain destination is untouched
@@ -433,10 +425,7 @@ TEST(Decimate, TileFailures) {
     huge.get()->width = 1 << 28;
     ImagePtr dst = makeImage(4, VSK_8U, 0, 4, 4, 0);
     tvskDecimate(huge.get(), dst.get(), 1, 1 << 26, 1, 2, VSK_INTER_NN, nullptr);
-    ASSERT_EQ(capture.reports().size(), 1u);
-    EXPECT_EQ(capture.reports()[0].status, -4);
-    EXPECT_EQ(capture.reports()[0].context, "");
-    EXPECT_EQ(capture.reports()[0].line, 823);
+    EXPECT_EQ(reportsOf(capture), fault("vskDecimate", "", "vskdecim", 823, -4));
     EXPECT_TRUE(huge.log.empty());
 }
 

@@ -28,15 +28,6 @@ inline vsktest::ImagePtr image(int n, int alpha, unsigned depth, int order, int 
     return p;
 }
 
-// A copy of a buffered image (header fields, padding bytes included).
-inline vsktest::ImagePtr snapshot(const VskImage* im) {
-    vsktest::ImagePtr c =
-        vsktest::makeImage(im->nChannels, im->depth, im->dataOrder, im->height, im->width);
-    c->alphaChannel = im->alphaChannel;
-    std::copy(im->imageData, im->imageData + im->dataSize, c->imageData);
-    return c;
-}
-
 // The clipped ROI of an image.
 struct Rect {
     int x, y, rows, cols;

@@ -82,14 +82,6 @@ void runArith(ArithOp op, VskImage* a, VskImage* b, VskImage* dst, int value,
     }
 }
 
-ImagePtr cloneImage(const VskImage* image) {
-    ImagePtr copy = makeImage(image->nChannels, image->depth, image->dataOrder, image->height,
-                              image->width, -1, image->align);
-    std::memcpy(copy->imageData, image->imageData, static_cast<std::size_t>(image->dataSize));
-    if (const VskROI* r = image->roi) setRoi(copy.get(), r->coi, r->xOffset, r->yOffset, r->height, r->width);
-    return copy;
-}
-
 void applyArithModel(ArithOp op, const VskImage* a, const VskImage* b, VskImage* expected,
                      int value, const Clip* clip) {
     const bool withB = op == ArithOp::And;

@@ -21,9 +21,6 @@ std::int64_t arithRule(ArithOp op, unsigned depth, std::int64_t a, std::int64_t 
 void runArith(ArithOp op, VskImage* a, VskImage* b, VskImage* dst, int value,
               const int* dstTile = nullptr);
 
-// A copy of a buffered image: data (padding too) and ROI.
-ImagePtr cloneImage(const VskImage* image);
-
 // Destination columns and rows [x0, x1) x [y0, y1) that may change.
 struct Clip {
     int x0, y0, x1, y1;

@@ -164,6 +164,12 @@ std::string fault(const std::string& func, const std::string& text, const std::s
     return func + "|" + text + "|" + file + "|" + std::to_string(line) + "|" + std::to_string(status) + ";";
 }
 
+std::string paddedLine(const std::string& text) {
+    std::string s = text;
+    s.resize(70, ' ');
+    return s + "\n";
+}
+
 std::string reportsOf(const ErrorCapture& capture) {
     std::string out;
     for (const Report& r : capture.reports()) out += fault(r.func, r.context, r.file, r.line, r.status);
@@ -302,6 +308,43 @@ void TiledImage::storeTo(VskImage* plain) const {
     for (int y = 0; y < image_->height; ++y)
         for (int x = 0; x < image_->width; ++x)
             for (int c = 0; c < image_->nChannels; ++c) vsktest::put(plain, x, y, c, get(x, y, c));
+}
+
+ImagePtr cloneImage(const VskImage* image) {
+    ImagePtr copy = makeImage(image->nChannels, image->depth, image->dataOrder, image->height,
+                              image->width, -1, image->align);
+    std::memcpy(copy->imageData, image->imageData, static_cast<std::size_t>(image->dataSize));
+    copy->alphaChannel = image->alphaChannel;
+    std::memcpy(copy->borderModes, image->borderModes, sizeof image->borderModes);
+    std::memcpy(copy->borderValues, image->borderValues, sizeof image->borderValues);
+    if (const VskROI* r = image->roi) setRoi(copy.get(), r->coi, r->xOffset, r->yOffset, r->height, r->width);
+    return copy;
+}
+
+std::unique_ptr<TiledImage> tiledCopy(const VskImage* plain, int tileWidth, int tileHeight) {
+    auto t = std::make_unique<TiledImage>(plain->nChannels, plain->depth, plain->dataOrder,
+                                          plain->height, plain->width, tileWidth, tileHeight,
+                                          plain->align);
+    t->loadFrom(plain);
+    t->get()->alphaChannel = plain->alphaChannel;
+    if (const VskROI* r = plain->roi) setRoi(t->get(), r->coi, r->xOffset, r->yOffset, r->height, r->width);
+    return t;
+}
+
+ImagePtr pixelsOf(const TiledImage& tiled, const VskImage* like) {
+    ImagePtr out = cloneImage(like);
+    tiled.storeTo(out.get());
+    return out;
+}
+
+std::string walkLog(int x, int y, int height, int width, int tileWidth, int tileHeight, int mode) {
+    std::vector<TileCall> calls;
+    for (int r = y / tileHeight; r <= (y + height - 1) / tileHeight; ++r)
+        for (int c = x / tileWidth; c <= (x + width - 1) / tileWidth; ++c) {
+            calls.push_back({mode, c, r});
+            calls.push_back({VSK_TILE_RELEASE, c, r});
+        }
+    return describe(calls);
 }
 
 }  // namespace vsktest

@@ -72,6 +72,8 @@ private:
 std::string reportsOf(const ErrorCapture& capture);
 std::string fault(const std::string& func, const std::string& text, const std::string& file, int line,
                   int status = VSK_STATUS_BAD_ARG);
+// One line of a header fault message: the text padded to 70 columns.
+std::string paddedLine(const std::string& text);
 
 // ---- guarded buffers -----------------------------------------------------------
 
@@ -139,5 +141,15 @@ private:
     std::int64_t tileStride_ = 0, tileBytes_ = 0;
     std::vector<std::vector<std::uint8_t>> tiles_;
 };
+
+// A buffered copy of an image: layout, pixels, alpha channel, border modes and ROI.
+ImagePtr cloneImage(const VskImage* image);
+// A tiled image of the same geometry holding the same pixels, ROI and alpha channel.
+std::unique_ptr<TiledImage> tiledCopy(const VskImage* plain, int tileWidth, int tileHeight);
+// The tiled image's pixels over a clone of `like` (whose padding they keep).
+ImagePtr pixelsOf(const TiledImage& tiled, const VskImage* like);
+// The row-major walk over the tiles a rectangle covers, each taken with
+// `mode` and given back, as describe() writes it.
+std::string walkLog(int x, int y, int height, int width, int tileWidth, int tileHeight, int mode);
 
 }  // namespace vsktest
