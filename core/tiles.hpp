@@ -96,9 +96,10 @@ void* acquireTile(const VskImage* image, int col, int row, int mode);
 // Gives a tile back (mode 4), storing its data pointer in tileData first.
 void releaseTile(const VskImage* image, int col, int row, void* data);
 
-// Bytes of a rows x cols rectangle of an image, every channel.
+// Bytes of a rows x cols rectangle of an image, every channel; saturates
+// instead of overflowing for huge headers.
 inline std::int64_t rectBytes(const VskImage* image, std::int64_t rows, std::int64_t cols) {
-    return rows * cols * image->nChannels * depthBytes(image->depth);
+    return mulSat(mulSat(mulSat(rows, cols), image->nChannels), depthBytes(image->depth));
 }
 
 // Whether a walk over a rows x cols rectangle of the image moves more bytes
@@ -106,7 +107,7 @@ inline std::int64_t rectBytes(const VskImage* image, std::int64_t rows, std::int
 // past the caches pay; on an image that stays in the outer cache they cost
 // more than they give.
 inline bool largeWalk(const VskImage* image, std::int64_t rows, std::int64_t cols) {
-    return rectBytes(image, rows, cols) >= (std::int64_t{8} << 20);
+    return rows > 0 && cols > 0 && image->nChannels > 0 && rectBytes(image, rows, cols) >= (std::int64_t{8} << 20);
 }
 
 // Asks the caches for the pixels of a rectangle of a buffered image (every

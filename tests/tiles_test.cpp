@@ -326,3 +326,19 @@ TEST(GetRect, ReadsNothingOutsideAGuardedBuffer) {
     vskFreeAligned(p);
     g.get()->height = 7;
 }
+
+// Whether a walk is larger than the caches (8 MiB of the image) is decided
+// without overflow, even for the largest header a call can describe.
+TEST(Tiles, LargeWalkSizesSaturate) {
+    VskImage image{};
+    image.nChannels = 4;
+    image.depth = VSK_16U;
+    const std::int64_t huge = 2147483647;
+    struct Case {
+        std::int64_t rows, cols;
+        bool large;
+    } cases[] = {{huge, huge, true}, {huge * 4, huge * 8, true}, {1024, 1024, true},
+                 {1023, 1024, false}, {0, huge, false}, {huge, 0, false}};
+    for (const Case& c : cases)
+        EXPECT_EQ(vsk::largeWalk(&image, c.rows, c.cols), c.large) << c.rows << " x " << c.cols;
+}
