@@ -41,13 +41,16 @@ struct RowRef {
 // row function of the dispatch table.
 template <int E>
 struct ElementKernel {
-    int cols, pitch, lead, unit;
+    // Sizes in 64 bits: a pixel of 2^31 - 1 channels is wider than an int.
+    int cols;
+    std::int64_t pitch, lead, unit;
     ReverseRow reverse = nullptr;
     CopyRow stream = nullptr;  // whole rows of large images, past the caches
 
     // `large`: the destination is larger than the caches; its whole rows are
     // then written past them.
-    ElementKernel(int cols_, int pitch_, int lead_, int unit_, bool large)
+    ElementKernel(int cols_, std::int64_t pitch_, std::int64_t lead_, std::int64_t unit_,
+                  bool large)
         : cols(cols_), pitch(pitch_), lead(lead_), unit(unit_) {
         const MirrorRows& rows = mirrorRows();
         if (unit == pitch && pitch <= kMirrorLargestPixel)
@@ -78,8 +81,8 @@ struct ElementKernel {
     }
     // n units, each `pitch` bytes after the previous one in both rows; the
     // source's steps backwards when `back` (it then points at its last unit).
-    static void moveUnits(std::uint8_t* d, const std::uint8_t* s, std::int64_t n, int pitch,
-                          int unit, bool back) {
+    static void moveUnits(std::uint8_t* d, const std::uint8_t* s, std::int64_t n,
+                          std::int64_t pitch, std::int64_t unit, bool back) {
         const std::int64_t sStep = back ? -pitch : pitch;
         if (unit == E) {
             for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep) std::memcpy(d, s, E);
@@ -229,16 +232,17 @@ template <int E>
 void runElements(const VskImage* src, VskImage* dst, int channels, int coi, int rows, int cols,
                  int flipAxis) {
     const int planes = src->dataOrder == VSK_DATA_ORDER_PLANE ? (coi > 0 ? 1 : channels) : 1;
-    const int pitch = src->dataOrder == VSK_DATA_ORDER_PLANE ? E : src->nChannels * E;
-    const bool large = std::int64_t{rows} * cols * pitch * planes >= kStreamingBytes;
+    const std::int64_t pitch =
+        src->dataOrder == VSK_DATA_ORDER_PLANE ? E : std::int64_t{src->nChannels} * E;
+    const bool large = mulSat(mulSat(mulSat(rows, cols), pitch), planes) >= kStreamingBytes;
     if (src->dataOrder == VSK_DATA_ORDER_PLANE) {
         // One element per pixel, plane by plane.
         const ElementKernel<E> k(cols, E, 0, E, large);
         return runKernel(k, src, dst, coi > 0 ? coi - 1 : 0, planes, rows, flipAxis);
     }
     if (coi > 0)
-        return runKernel(ElementKernel<E>(cols, pitch, (coi - 1) * E, E, large), src, dst, 0, 1,
-                         rows, flipAxis);
+        return runKernel(ElementKernel<E>(cols, pitch, std::int64_t{coi - 1} * E, E, large), src,
+                         dst, 0, 1, rows, flipAxis);
     runKernel(ElementKernel<E>(cols, pitch, 0, pitch, large), src, dst, 0, 1, rows, flipAxis);
 }
 

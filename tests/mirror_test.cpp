@@ -151,6 +151,17 @@ TEST(Mirror, WideSourceRoiReadsOnButNotPastTheBuffer) {
     tvskMirror(planar.get(), out.get(), 1, nullptr);
     planar->nChannels = out->nChannels = 3;
     EXPECT_EQ(get(out.get(), 0, 3, 2), get(planar.get(), 5, 3, 2));
+    // A pixel of 2^31 - 1 16-bit channels is wider than any buffer: with a
+    // channel of interest only the first pixel of each row lies inside it,
+    // and those move.
+    ImagePtr deep = makeImage(1, VSK_16U, 0, 4, 8), deepOut = makeImage(1, VSK_16U, 0, 4, 8);
+    fillRandom(deep.get(), 5);
+    setRoi(deep.get(), 1, 0, 0, 4, 8);
+    setRoi(deepOut.get(), 1, 0, 0, 4, 8);
+    deep->nChannels = deepOut->nChannels = INT_MAX;
+    tvskMirror(deep.get(), deepOut.get(), 0, nullptr);
+    deep->nChannels = deepOut->nChannels = 1;
+    for (int y = 0; y < 4; ++y) EXPECT_EQ(get(deepOut.get(), 0, y), get(deep.get(), 0, 3 - y)) << y;
 }
 
 TEST(Mirror, TwoHeadersOverOneBufferReadPixelsAlreadyWritten) {
