@@ -81,15 +81,17 @@ struct ElementKernel {
     }
     // n units, each `pitch` bytes after the previous one in both rows; the
     // source's steps backwards when `back` (it then points at its last unit).
+    // A unit moves as a whole (memmove): rows closer than a row's length
+    // apart can make a source unit overlap its destination.
     static void moveUnits(std::uint8_t* d, const std::uint8_t* s, std::int64_t n,
                           std::int64_t pitch, std::int64_t unit, bool back) {
         const std::int64_t sStep = back ? -pitch : pitch;
         if (unit == E) {
-            for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep) std::memcpy(d, s, E);
+            for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep) std::memmove(d, s, E);
             return;
         }
         for (std::int64_t j = 0; j < n; ++j, d += pitch, s += sStep)
-            std::memcpy(d, s, static_cast<std::size_t>(unit));
+            std::memmove(d, s, static_cast<std::size_t>(unit));
     }
     void copy(const RowRef& d, const RowRef& s, bool reversed) const {
         const std::int64_t kd = fit(d.avail), ks = fit(s.avail);
