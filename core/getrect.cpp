@@ -277,7 +277,8 @@ extern "C" void* VSK_CALL vskGetRect(const VskImage* image, int x, int y, int wi
     const std::int64_t boxStride = vsk::rowBytes(image->dataOrder, image->depth, image->align,
                                                  image->nChannels,
                                                  static_cast<int>(cols.hi - cols.lo));
-    const std::int64_t boxSize = boxStride * (rows.hi - rows.lo) * L.planes;
+    // Saturated: a box of 2^31 - 1 rows of a wide image is refused, not overflowed.
+    const std::int64_t boxSize = vsk::mulSat(vsk::mulSat(boxStride, rows.hi - rows.lo), L.planes);
     char* box = boxSize <= INT_MAX - 64 ? static_cast<char*>(vskAllocAligned(static_cast<int>(boxSize)))
                                         : nullptr;
     if (!box) {
