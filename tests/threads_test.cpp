@@ -27,7 +27,7 @@ const golden::Shape kGray8{VSK_8U, 1, 0}, kGray16{VSK_16U, 1, 0}, kBits{VSK_1U, 
     kRgba16{VSK_16U, 4, 0};
 
 // One image of a job: seeded samples, buffered or served by 8 x 8 tiles.
-struct Spec {
+struct ImagePlan {
     golden::Shape shape;
     bool tiled = false;
     const char* names = nullptr;  // colour model and channel sequence, if not the default
@@ -47,7 +47,7 @@ using Op = void (*)(VskImage* const* images, Fnv1a& h);
 
 struct Job {
     const char* name;
-    std::vector<Spec> images;
+    std::vector<ImagePlan> images;
     Op op;
     int status = VSK_STATUS_OK;  // and one report when negative
 };
@@ -152,11 +152,11 @@ constexpr int kJobCount = static_cast<int>(std::size(kJobs));
 Outcome run(ErrorCapture& capture, const Job& job, std::uint32_t seed) {
     std::vector<std::unique_ptr<golden::Picture>> pictures;
     std::vector<VskImage*> images;
-    for (const Spec& spec : job.images) {
+    for (const ImagePlan& plan : job.images) {
         pictures.push_back(
-            std::make_unique<golden::Picture>(spec.shape, 4, spec.tiled, seed++, kWidth, kHeight));
+            std::make_unique<golden::Picture>(plan.shape, 4, plan.tiled, seed++, kWidth, kHeight));
         images.push_back(pictures.back()->get());
-        if (spec.names) golden::setNames(images.back(), spec.names, spec.names);
+        if (plan.names) golden::setNames(images.back(), plan.names, plan.names);
     }
     Fnv1a h;
     capture.clear();
