@@ -660,7 +660,7 @@ const int* selector(const Slot& s, int storage[2], bool pixels) {
     return storage;
 }
 
-bool tooLarge(std::int64_t a, std::int64_t b) { return a > 0 && b > 0 && a * b > (1 << 21); }
+bool tooLarge(std::int64_t a, std::int64_t b) { return a > 0 && b > 0 && a > (1 << 21) / b; }
 
 // Header fault texts: built ones (71-character lines) are released; the two
 // static texts are not.
@@ -804,7 +804,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             // The box is the caller's to choose; a fuzzer keeps the work it asks for small.
             const std::int64_t w = arg[0] && arg[1] ? std::min(arg[0]->width, arg[1]->width) : 0;
             const std::int64_t h = arg[0] && arg[1] ? std::min(arg[0]->height, arg[1]->height) : 0;
-            if (tooLarge(w + nCols, h + nRows)) return 0;
+            // Its scratch holds box-high bands of whole pixels, however many
+            // channels a header claims (2^24 of them ask for gigabytes).
+            const std::int64_t values =
+                arg[0] && arg[1] ? std::max({1, arg[0]->nChannels, arg[1]->nChannels}) : 1;
+            if (tooLarge((w + nCols) * values, h + nRows)) return 0;
             tvskBlur(arg[0], arg[1], nRows, nCols, slot[2].value(1, -1, 40), slot[3].value(1, -1, 40),
                      point(4));
             break;
