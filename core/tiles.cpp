@@ -56,6 +56,21 @@ bool twoImageTileRange(const VskImage* tiled, const VskImage* a, const VskImage*
     return true;
 }
 
+namespace {
+thread_local ReadAhead::Window readAhead;
+}  // namespace
+
+ReadAhead::ReadAhead(const VskImage* source, std::int64_t width) : saved_(readAhead) {
+    readAhead = {};
+    if (!source || !source->imageData || source->tileInfo || source->depth == VSK_1U ||
+        width <= 0 || source->dataSize <= 0)
+        return;
+    readAhead.bytes = mulSat(mulSat(width, pixelPitch(source)), depthBytes(source->depth));
+    readAhead.end = source->imageData + source->dataSize;
+}
+ReadAhead::~ReadAhead() { readAhead = saved_; }
+ReadAhead::Window ReadAhead::window() { return readAhead; }
+
 void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
                   std::int64_t height) {
 #if defined(__GNUC__)
@@ -119,7 +134,9 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
     const int partnerX = walk.partner ? roiX(walk.partner) : 0;
     const int partnerY = walk.partner ? roiY(walk.partner) : 0;
     RoiSwap swap(walk.partner, walk.partner ? &partnerRoi : nullptr);
-    const bool prefetch = walk.partner && largeWalk(walk.partner, range.rows, range.cols);
+    // Only a partner read into the tiles is read ahead.
+    const bool prefetch = walk.partner && (walk.mode & VSK_TILE_WRITE) &&
+                          largeWalk(walk.partner, range.rows, range.cols);
     const int coi = roiCoi(tiled);
 
     ImageView tile;
@@ -146,12 +163,8 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
             // Offsets past INT_MAX lie outside the partner anyway: capped, they select nothing.
             partnerRoi = {partnerCoi, capInt(std::int64_t{partnerX} + part.offX),
                           capInt(std::int64_t{partnerY} + part.offY), part.height, part.width};
-            if (prefetch && j + 1 < j1) {
-                // The partner's part beside this one comes next.
-                const Span next = range.colSpan(j + 1);
-                prefetchRect(walk.partner, std::int64_t{partnerX} + next.offset,
-                             std::int64_t{partnerY} + part.offY, next.size, part.height);
-            }
+            // The partner's part beside this one comes next.
+            const ReadAhead ahead(walk.partner, prefetch && j + 1 < j1 ? range.colSpan(j + 1).size : 0);
             if (!visit(context, tile.get(), part)) return false;
             releaseTile(tiled, part.col, part.row, data);
         }

@@ -110,10 +110,38 @@ inline bool largeWalk(const VskImage* image, std::int64_t rows, std::int64_t col
     return rows > 0 && cols > 0 && image->nChannels > 0 && rectBytes(image, rows, cols) >= (std::int64_t{8} << 20);
 }
 
+// While one lives on a thread, the streaming row kernels there ask the
+// caches, row by row as they go, for the bytes that follow each source row
+// they read: the source's part for the next tile of a walk, which the
+// processor does not foresee (a walk over small tiles reads a few bytes from
+// each of many rows). Asked for all at once before a part, they would crowd
+// out the loads of the part itself. Changes no result.
+class ReadAhead {
+public:
+    // `width` pixels after each row of the source, a buffered image; none
+    // for a width of 0, a 1-bit or a tiled image. Nothing past the end of
+    // the source's buffer is asked for.
+    ReadAhead(const VskImage* source, std::int64_t width);
+    ~ReadAhead();
+    ReadAhead(const ReadAhead&) = delete;
+    ReadAhead& operator=(const ReadAhead&) = delete;
+
+    // What the innermost live one on this thread asks for: bytes after each
+    // row (0: none) and the end of the source's buffer.
+    struct Window {
+        std::int64_t bytes = 0;
+        const char* end = nullptr;
+    };
+    static Window window();
+
+private:
+    Window saved_;
+};
+
 // Asks the caches for the pixels of a rectangle of a buffered image (every
-// plane in plane order) that a walk will visit next: a walk over small tiles
-// reads a few bytes from each of many rows, which the processor does not
-// foresee. Changes nothing; parts outside the buffer are left out.
+// plane in plane order) that a walk will visit next, all before the walk
+// goes on: a band walk's segments are read this way. Changes nothing;
+// parts outside the buffer are left out.
 void prefetchRect(const VskImage* image, std::int64_t x, std::int64_t y, std::int64_t width,
                   std::int64_t height);
 

@@ -7,9 +7,11 @@
 // wrap-around in the element's width.
 #include <immintrin.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "element_rows.hpp"
+#include "tiles.hpp"
 
 namespace vsk {
 
@@ -140,6 +142,16 @@ void blocks(const char* const* s, char* d, std::int64_t bytes, int size, F f) {
     if (i < bytes) partial(i, bytes - i);
 }
 
+// Asks the innermost cache for the cache lines of [p, p + bytes) that lie
+// before `end`.
+void prefetchRun(const char* p, std::int64_t bytes, const char* end) {
+    const auto first = reinterpret_cast<std::uintptr_t>(p);
+    const auto last = std::min(first + static_cast<std::uintptr_t>(bytes),
+                               reinterpret_cast<std::uintptr_t>(end));
+    for (std::uintptr_t line = first & ~std::uintptr_t{63}; line < last; line += 64)
+        _mm_prefetch(reinterpret_cast<const char*>(line), _MM_HINT_T0);
+}
+
 // The rows of N sources and a destination, each stepping by its stride.
 // Streamed stores are made visible to other threads before the return.
 template <int N, bool Stream, class F>
@@ -148,7 +160,10 @@ void rowsOf(const void* const* src, const std::int64_t* steps, void* dst, std::i
     const char* s[N];
     for (int k = 0; k < N; ++k) s[k] = static_cast<const char*>(src[k]);
     char* d = static_cast<char*>(dst);
+    const ReadAhead::Window ahead = Stream ? ReadAhead::window() : ReadAhead::Window{};
     for (int y = 0; y < rows; ++y, d += dStep) {
+        if (ahead.bytes > 0)
+            for (int k = 0; k < N; ++k) prefetchRun(s[k] + bytes, ahead.bytes, ahead.end);
         if constexpr (Stream)
             blocks<V16, N, true>(s, d, bytes, size, f);
         else if (bytes >= kLongRow)
