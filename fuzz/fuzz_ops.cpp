@@ -109,7 +109,7 @@ std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, i
     return (n + a - 1) / a * a;
 }
 
-constexpr std::int64_t kMaxTileBytes = 256 << 10, kMaxStoredBytes = 16 << 20;
+constexpr std::int64_t kMaxTileBytes = 256 << 10, kMaxStoredBytes = 16 << 20, kMaxBufferBytes = 64 << 20;
 constexpr int kMaxHandouts = 1 << 15, kMaxStoredTiles = 4096;
 
 struct Held {
@@ -369,6 +369,9 @@ std::unique_ptr<Image> makeImage(const Bytes& in, std::size_t at, std::uint32_t 
     const std::uint32_t pixelSeed = seed * 2654435761u + r(kPixelSeed);
     if (!img->info || bothData) {
         if (!noData) {
+            // A header whose dataSize asks for more than a fuzzer should fill
+            // (a tiled 2^31 - 1 square given a buffer too) is skipped.
+            if (h->dataSize > kMaxBufferBytes) return nullptr;
             img->bufferBytes = static_cast<std::size_t>(std::max(h->dataSize, 0));
             img->buffer = std::malloc(img->bufferBytes);
             if (!img->buffer) violation("out of memory for an image");
