@@ -88,11 +88,23 @@ inline std::int64_t strideOfBits(std::int64_t bits, int align) {
     return roundUpToUnit<std::int64_t>(bits, 8 * std::int64_t{align}) >> 3;
 }
 
+// a * b, held within +-2^60 where the product would be larger.
+inline std::int64_t mulClamp(std::int64_t a, std::int64_t b) {
+    constexpr std::uint64_t kLimit = std::uint64_t{1} << 60;
+    const bool negative = (a < 0) != (b < 0);
+    const std::uint64_t ua = a < 0 ? 0 - static_cast<std::uint64_t>(a) : static_cast<std::uint64_t>(a);
+    const std::uint64_t ub = b < 0 ? 0 - static_cast<std::uint64_t>(b) : static_cast<std::uint64_t>(b);
+    const std::uint64_t p = ub != 0 && ua > kLimit / ub ? kLimit : ua * ub;
+    return negative ? -static_cast<std::int64_t>(p) : static_cast<std::int64_t>(p);
+}
+
 // Bytes of one row of `width` pixels rounded up to the alignment (4, else 8),
-// computed in 64 bits. Plane order counts one channel per row.
+// computed in 64 bits. Plane order counts one channel per row. A row of
+// 2^31 - 1 pixels of 2^31 - 1 channels would overflow 64 bits: its bits are
+// held at 2^60, a row no buffer holds.
 inline std::int64_t rowBytes(int dataOrder, unsigned depth, int align, int nChannels, int width) {
     std::int64_t bits = std::int64_t{depthBits(depth)} * width;
-    if (dataOrder != VSK_DATA_ORDER_PLANE) bits *= nChannels;
+    if (dataOrder != VSK_DATA_ORDER_PLANE) bits = mulClamp(bits, nChannels);
     return strideOfBits(bits, align == 4 ? 4 : 8);
 }
 
