@@ -17,6 +17,9 @@ namespace vsk::zoom {
 namespace {
 
 constexpr double kThird = 0.3333333333333333;
+// Destinations of more bytes than this are written past the cache: by the
+// time the call ends, its first rows would have left the cache anyway.
+constexpr std::int64_t kStreamBytes = std::int64_t{16} << 20;
 
 struct Channels {
     int start = 0, count = 0;
@@ -137,6 +140,7 @@ struct Shape {
     int cols, rows;  // destination size
     int ch;          // channels per pixel in a pass
     int sPix, dPix;  // elements per pixel
+    bool stream;     // the destination is large: rows are written past the cache
 };
 
 template <int CH>
@@ -445,7 +449,8 @@ bool byQuarters(const Shape& s, const LinearPos* xp, const LinearPos* yp, std::i
                     k.quarterH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, h);
                 });
                 std::uint8_t* d = v.dst + j * v.dStride;
-                k.quarterV(rows.row[0], rows.row[1], quarters(y.f), made ? made : d, n);
+                k.quarterV(rows.row[0], rows.row[1], quarters(y.f), made ? made : d, n,
+                           s.stream && !made);
                 if (made) spread<std::uint8_t, decltype(ch)::value>(made, d, s);
             }
         });
@@ -496,7 +501,7 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
                       : static_cast<std::ptrdiff_t>(job.d.x) * dst->nChannels + job.dc.start);
 
     Shape shape{job.d.cols, job.d.rows, plane ? 1 : job.sc.count, plane ? 1 : src->nChannels,
-                plane ? 1 : dst->nChannels};
+                plane ? 1 : dst->nChannels, false};
     // A destination without ROI takes the source's channel count. In plane
     // order the planes past its own lie outside its buffer and are left out;
     // in pixel order its pixels overlap and the last ones run past the row:
@@ -504,6 +509,10 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     // buffer's end.
     const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
     const bool overlap = !plane && shape.ch > dst->nChannels;
+    // In double: the product of header fields may pass 64 bits.
+    shape.stream = !overlap && static_cast<double>(shape.cols) * shape.rows * shape.ch * passes *
+                                       sizeof(T) >
+                                   static_cast<double>(kStreamBytes);
 
     Scratch scratch;
     T* staged = nullptr;

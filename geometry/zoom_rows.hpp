@@ -94,12 +94,16 @@ struct QuarterColumns {
     int safe;                  // leading groups whose window is readable
 };
 using QuarterH = void (*)(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h);
+// With `stream` the destination row is not read again soon (a large image):
+// levels that have them write it with non-temporal stores, which do not pull
+// it into the cache.
 using QuarterV = void (*)(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d,
-                          int n);
+                          int n, bool stream);
 
 // The integer rule one value at a time.
 void quarterHScalar(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h);
-void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n);
+void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n,
+                    bool stream);
 
 // Nearest neighbour on rows whose pixels hold exactly the selected channels
 // (or one plane), as bytes: destination byte k is source byte src[k] of the

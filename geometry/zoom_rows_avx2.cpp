@@ -2,6 +2,7 @@
 // multiply-add): the scalar kernels' operations in the same order.
 #include <immintrin.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include "zoom_rows_tails.hpp"
@@ -311,16 +312,34 @@ inline __m256i quarterValue(const std::int16_t* a, const std::int16_t* b, __m256
     return _mm256_and_si256(v, _mm256_set1_epi16(0xFF));
 }
 
-void quarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n) {
+// Values from `from` to n; streamed, d + from is 32-byte aligned.
+template <bool Stream>
+void quarterRow(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int from,
+                int n) {
     const __m256i vm = _mm256_set1_epi16(static_cast<short>(m));
-    int k = 0;
+    int k = from;
     for (; k + 32 <= n; k += 32) {
         const __m256i r = _mm256_packus_epi16(quarterValue(a + k, b + k, vm),
                                               quarterValue(a + k + 16, b + k + 16, vm));
         // The pack interleaves the halves of its inputs: put them back in order.
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k), _mm256_permute4x64_epi64(r, 0xD8));
+        auto* at = reinterpret_cast<__m256i*>(d + k);
+        if constexpr (Stream)
+            _mm256_stream_si256(at, _mm256_permute4x64_epi64(r, 0xD8));
+        else
+            _mm256_storeu_si256(at, _mm256_permute4x64_epi64(r, 0xD8));
     }
     tailQuarterV(a, b, m, d, k, n);
+}
+
+void quarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n,
+              bool stream) {
+    if (!stream) return quarterRow<false>(a, b, m, d, 0, n);
+    // Up to the first 32-byte boundary one value at a time.
+    const int head = static_cast<int>((32 - reinterpret_cast<std::uintptr_t>(d) % 32) % 32);
+    const int k = head < n ? head : n;
+    tailQuarterV(a, b, m, d, 0, k);
+    quarterRow<true>(a, b, m, d, k, n);
+    _mm_sfence();
 }
 
 template <class T>
