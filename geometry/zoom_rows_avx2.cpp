@@ -303,6 +303,32 @@ void quarterH(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h)
     tailQuarterH(row, x, h, g * kQuarterGroup);
 }
 
+// ---- 8-bit linear by windows -------------------------------------------------
+
+// A group a step: its window in both 128-bit lanes, its samples picked into
+// 32-bit lanes, then (p1 - p0) f + p0 in double as the scalar rule.
+void windowH(const std::uint8_t* row, const WindowColumns& x, float* h) {
+    const std::int32_t* base = x.base;
+    const std::uint8_t* ctl = x.ctl;
+    const double* f = x.f;
+    const int full = x.n / kQuarterGroup, groups = full < x.safe ? full : x.safe;
+    int g = 0;
+    for (; g < groups; ++g) {
+        const __m256i w = _mm256_broadcastsi128_si256(
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base[g])));
+        const std::uint8_t* c = ctl + g * kWindowControl;
+        const __m256i p0 =
+            _mm256_shuffle_epi8(w, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c)));
+        const __m256i p1 =
+            _mm256_shuffle_epi8(w, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c + 32)));
+        const __m256i d = _mm256_sub_epi32(p1, p0);
+        const int k = g * kQuarterGroup;
+        storeFloats(h + k, across(lo4(p0), lo4(d), _mm256_loadu_pd(f + k)),
+                    across(hi4(p0), hi4(d), _mm256_loadu_pd(f + k + 4)));
+    }
+    tailWindowH(row, x, h, g * kQuarterGroup);
+}
+
 inline __m256i quarterValue(const std::int16_t* a, const std::int16_t* b, __m256i m) {
     const __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
     const __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
@@ -352,7 +378,7 @@ constexpr ZoomRows<T> rows() {
 // Nearest neighbour is the SSSE3 kernel.
 ZoomKernels zoomKernelsAvx2() {
     return {rows<std::uint8_t>(), rows<std::uint16_t>(), quarterH, quarterV,
-            zoomKernelsSsse3().nearest};
+            zoomKernelsSsse3().nearest, windowH};
 }
 
 }  // namespace vsk::zoom
