@@ -17,6 +17,9 @@ namespace vsk::zoom {
 namespace {
 
 constexpr double kThird = 0.3333333333333333;
+// Destinations of more bytes than this are written past the cache: by the
+// time the call ends, its first rows would have left the cache anyway.
+constexpr std::int64_t kStreamBytes = std::int64_t{16} << 20;
 
 struct Channels {
     int start = 0, count = 0;
@@ -137,6 +140,7 @@ struct Shape {
     int cols, rows;  // destination size
     int ch;          // channels per pixel in a pass
     int sPix, dPix;  // elements per pixel
+    bool stream;     // the destination is large: rows are written past the cache
 };
 
 template <int CH>
@@ -149,6 +153,13 @@ inline int channels(const Shape& s) {
 struct Shuffled {
     NearestRow row;
     NearestColumns columns;
+};
+
+// The horizontal step of 8-bit linear zoom by windows, where the level has
+// it and the samples of every group lie within a window.
+struct Windows {
+    WindowH row;
+    WindowColumns columns;
 };
 
 template <class T, int CH>
@@ -224,11 +235,15 @@ int runOf(const Pos* yp, int j, int rows, bool apart) {
 // their pixels have other channels too.
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const LinearColumns& xc, const LinearPos* yp,
-          RowBuffers<2> buf, T* made, const ZoomRows<T>& k) {
+          RowBuffers<2> buf, T* made, const ZoomRows<T>& k, const Windows* win) {
     for (int j = 0, run; j < s.rows; j += run) {
         const LinearPos& y = yp[j];
         buf.advance(y.at, [&](int r, float* h) {
-            k.linearH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, s.ch, h);
+            const T* row = v.src + (r == 0 ? y.s0 : y.s1) * v.sStride;
+            if constexpr (sizeof(T) == 1) {
+                if (win) return win->row(row, win->columns, h);
+            }
+            k.linearH(row, xc, s.ch, h);
         });
         run = runOf(yp, j, s.rows, made != nullptr);
         double f[kVRows];
@@ -244,7 +259,7 @@ void pass(const View<T>& v, const Shape& s, const LinearColumns& xc, const Linea
 
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const CubicColumns& xc, const CubicPos* yp,
-          RowBuffers<4> buf, T* made, const ZoomRows<T>& k) {
+          RowBuffers<4> buf, T* made, const ZoomRows<T>& k, const Windows*) {
     for (int j = 0, run; j < s.rows; j += run) {
         const CubicPos& y = yp[j];
         buf.advance(y.at - 1,
@@ -392,6 +407,53 @@ int quarters(double f) {
     return m == q ? m : -1;
 }
 
+// The samples of group g of a row's n values (element offsets of the first
+// and the second of each) and the lowest of them; the number of values in the
+// group, or -1 where they do not lie within kQuarterWindow elements.
+int groupSamples(const LinearPos* xp, const Shape& s, int n, int g,
+                 std::int32_t (&o)[2][kQuarterGroup], std::int32_t& lo) {
+    const int count = std::min(kQuarterGroup, n - g * kQuarterGroup);
+    std::int32_t hi = INT32_MIN;
+    lo = INT32_MAX;
+    for (int e = 0; e < count; ++e) {
+        const int v = g * kQuarterGroup + e, i = v / s.ch, c = v % s.ch;
+        o[0][e] = offsetOf(xp[i].s0, s.sPix) + c;
+        o[1][e] = offsetOf(xp[i].s1, s.sPix) + c;
+        lo = std::min({lo, o[0][e], o[1][e]});
+        hi = std::max({hi, o[0][e], o[1][e]});
+    }
+    return hi - lo < kQuarterWindow ? count : -1;
+}
+
+bool windows(const LinearPos* xp, const Shape& s, std::int64_t avail, Scratch& scratch,
+             Windows* out) {
+    out->row = zoomKernels().windowH;
+    if (!out->row || std::int64_t{s.cols} * s.ch > INT_MAX / 16) return false;
+    const int n = s.cols * s.ch, groups = (n + kQuarterGroup - 1) / kQuarterGroup;
+    std::int32_t* base = scratch.take<std::int32_t>(groups);
+    std::uint8_t* ctl = scratch.take<std::uint8_t>(std::int64_t{groups} * kWindowControl);
+    double* f = scratch.take<double>(n);
+    if (!scratch.ok()) return false;
+    for (int v = 0; v < n; ++v) f[v] = xp[v / s.ch].f;
+    std::memset(ctl, 0x80, static_cast<std::size_t>(groups) * kWindowControl);
+    int safe = groups;
+    for (int g = 0; g < groups; ++g) {
+        std::int32_t o[2][kQuarterGroup] = {};
+        std::int32_t lo;
+        const int count = groupSamples(xp, s, n, g, o, lo);
+        if (count < 0) return false;
+        base[g] = lo;
+        for (int e = 0; e < count; ++e) {
+            std::uint8_t* at = ctl + g * kWindowControl + 4 * e;
+            at[0] = static_cast<std::uint8_t>(o[0][e] - lo);
+            at[kWindowControl / 2] = static_cast<std::uint8_t>(o[1][e] - lo);
+        }
+        if (safe == groups && std::int64_t{lo} + kQuarterWindow > avail) safe = g;
+    }
+    out->columns = {base, ctl, f, n, safe};
+    return true;
+}
+
 // 8-bit linear zoom with the integer kernels: where the level has them, every
 // column and row weight is a quarter below 2, and the samples of every group
 // of values lie within a window. True when it ran (or its scratch failed),
@@ -413,20 +475,13 @@ bool byQuarters(const Shape& s, const LinearPos* xp, const LinearPos* yp, std::i
     RowBuffers<2, std::int16_t> buf;
     for (std::int16_t*& r : buf.row) r = scratch.take<std::int16_t>(n);
     if (!scratch.ok()) return true;
+    for (int v = 0; v < n; ++v) m[v] = static_cast<std::int16_t>(quarters(xp[v / s.ch].f));
     int safe = groups;
     for (int g = 0; g < groups; ++g) {
         std::int32_t o[2][kQuarterGroup] = {};
-        const int count = std::min(kQuarterGroup, n - g * kQuarterGroup);
-        std::int32_t lo = INT32_MAX, hi = INT32_MIN;
-        for (int e = 0; e < count; ++e) {
-            const int v = g * kQuarterGroup + e, i = v / s.ch, c = v % s.ch;
-            o[0][e] = offsetOf(xp[i].s0, s.sPix) + c;
-            o[1][e] = offsetOf(xp[i].s1, s.sPix) + c;
-            lo = std::min({lo, o[0][e], o[1][e]});
-            hi = std::max({hi, o[0][e], o[1][e]});
-            m[v] = static_cast<std::int16_t>(quarters(xp[i].f));
-        }
-        if (hi - lo >= kQuarterWindow) return false;
+        std::int32_t lo;
+        const int count = groupSamples(xp, s, n, g, o, lo);
+        if (count < 0) return false;
         base[g] = lo;
         for (int e = 0; e < kQuarterGroup; ++e) {
             std::uint8_t* at = pick + g * 2 * kQuarterGroup + e;
@@ -445,7 +500,8 @@ bool byQuarters(const Shape& s, const LinearPos* xp, const LinearPos* yp, std::i
                     k.quarterH(v.src + (r == 0 ? y.s0 : y.s1) * v.sStride, xc, h);
                 });
                 std::uint8_t* d = v.dst + j * v.dStride;
-                k.quarterV(rows.row[0], rows.row[1], quarters(y.f), made ? made : d, n);
+                k.quarterV(rows.row[0], rows.row[1], quarters(y.f), made ? made : d, n,
+                           s.stream && !made);
                 if (made) spread<std::uint8_t, decltype(ch)::value>(made, d, s);
             }
         });
@@ -467,8 +523,11 @@ void separable(const Job& job, const Shape& shape, Scratch& scratch, std::int64_
     positions(job.ax, xp);
     positions(job.ay, yp);
     const std::int64_t avail = availFrom(lastRow(yp, shape.rows));
+    Windows win;
+    bool byWindows = false;
     if constexpr (std::is_same_v<Pos, LinearPos> && std::is_same_v<T, std::uint8_t>) {
         if (byQuarters(shape, xp, yp, avail, made, scratch, eachPass)) return;
+        byWindows = windows(xp, shape, avail, scratch, &win);
     }
     RowBuffers<N> buf;
     for (float*& r : buf.row) r = scratch.take<float>(bufferCols + kRowSlack);
@@ -477,7 +536,8 @@ void separable(const Job& job, const Shape& shape, Scratch& scratch, std::int64_
     const ZoomRows<T>& kernels = rowsOf<T>(zoomKernels());
     withChannels(shape.ch, [&](auto ch) {
         eachPass([&](const View<T>& v) {
-            pass<T, decltype(ch)::value>(v, shape, xc, yp, buf, made, kernels);
+            pass<T, decltype(ch)::value>(v, shape, xc, yp, buf, made, kernels,
+                                         byWindows ? &win : nullptr);
         });
     });
 }
@@ -496,7 +556,7 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
                       : static_cast<std::ptrdiff_t>(job.d.x) * dst->nChannels + job.dc.start);
 
     Shape shape{job.d.cols, job.d.rows, plane ? 1 : job.sc.count, plane ? 1 : src->nChannels,
-                plane ? 1 : dst->nChannels};
+                plane ? 1 : dst->nChannels, false};
     // A destination without ROI takes the source's channel count. In plane
     // order the planes past its own lie outside its buffer and are left out;
     // in pixel order its pixels overlap and the last ones run past the row:
@@ -504,6 +564,10 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     // buffer's end.
     const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
     const bool overlap = !plane && shape.ch > dst->nChannels;
+    // In double: the product of header fields may pass 64 bits.
+    shape.stream = !overlap && static_cast<double>(shape.cols) * shape.rows * shape.ch * passes *
+                                       sizeof(T) >
+                                   static_cast<double>(kStreamBytes);
 
     Scratch scratch;
     T* staged = nullptr;

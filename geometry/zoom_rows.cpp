@@ -117,7 +117,8 @@ void quarterHScalar(const std::uint8_t* row, const QuarterColumns& x, std::int16
     }
 }
 
-void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n) {
+void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n,
+                    bool) {
     // Shifts of negative values round toward minus infinity.
     for (int k = 0; k < n; ++k)
         d[k] = static_cast<std::uint8_t>((4 * a[k] + (b[k] - a[k]) * m) >> 4);

@@ -1,7 +1,8 @@
 // The row kernels of zoom: for linear and cubic, the horizontal step from a
 // source row into a row of floats and the vertical step from two or four such
 // rows into destination samples; integer kernels for 8-bit linear zoom by
-// quarters; byte shuffles for nearest neighbour. The scalar kernels
+// quarters, a horizontal step by byte windows for the other 8-bit linear
+// zooms; byte shuffles for nearest neighbour. The scalar kernels
 // (zoom_rows.cpp) are always built; zoom_rows_sse2.cpp and zoom_rows_avx2.cpp
 // hold packed-double versions that give the same bits, zoom_rows_ssse3.cpp
 // (and the AVX2 file) the integer and shuffle kernels.
@@ -94,12 +95,32 @@ struct QuarterColumns {
     int safe;                  // leading groups whose window is readable
 };
 using QuarterH = void (*)(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h);
+// With `stream` the destination row is not read again soon (a large image):
+// levels that have them write it with non-temporal stores, which do not pull
+// it into the cache.
 using QuarterV = void (*)(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d,
-                          int n);
+                          int n, bool stream);
 
 // The integer rule one value at a time.
 void quarterHScalar(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h);
-void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n);
+void quarterVScalar(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n,
+                    bool stream);
+
+// 8-bit linear zoom with other weights: the horizontal step value by value,
+// in groups of kQuarterGroup values whose samples lie within kQuarterWindow
+// bytes from the group's base, each with its own weight.
+struct WindowColumns {
+    const std::int32_t* base;  // per group: element offset of its window from the row start
+    // Per group: byte-shuffle controls that put the window positions of the
+    // first samples into 32-bit lanes (0x80 elsewhere), values 0-3 in the low
+    // 16 bytes and 4-7 in the high 16, then the same for the second samples.
+    const std::uint8_t* ctl;
+    const double* f;  // per value: the weight of the second sample
+    int n;            // values
+    int safe;         // leading groups whose window is readable
+};
+constexpr int kWindowControl = 64;  // control bytes per group
+using WindowH = void (*)(const std::uint8_t* row, const WindowColumns& x, float* h);
 
 // Nearest neighbour on rows whose pixels hold exactly the selected channels
 // (or one plane), as bytes: destination byte k is source byte src[k] of the
@@ -126,6 +147,9 @@ struct ZoomKernels {
     QuarterV quarterV = nullptr;
     // Nearest neighbour by byte shuffles; null where the level has none.
     NearestRow nearest = nullptr;
+    // The horizontal step of 8-bit linear zoom by windows; null where the
+    // level has none.
+    WindowH windowH = nullptr;
 };
 
 // The row functions of element type T.

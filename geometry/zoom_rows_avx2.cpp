@@ -2,6 +2,7 @@
 // multiply-add): the scalar kernels' operations in the same order.
 #include <immintrin.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include "zoom_rows_tails.hpp"
@@ -302,6 +303,32 @@ void quarterH(const std::uint8_t* row, const QuarterColumns& x, std::int16_t* h)
     tailQuarterH(row, x, h, g * kQuarterGroup);
 }
 
+// ---- 8-bit linear by windows -------------------------------------------------
+
+// A group a step: its window in both 128-bit lanes, its samples picked into
+// 32-bit lanes, then (p1 - p0) f + p0 in double as the scalar rule.
+void windowH(const std::uint8_t* row, const WindowColumns& x, float* h) {
+    const std::int32_t* base = x.base;
+    const std::uint8_t* ctl = x.ctl;
+    const double* f = x.f;
+    const int full = x.n / kQuarterGroup, groups = full < x.safe ? full : x.safe;
+    int g = 0;
+    for (; g < groups; ++g) {
+        const __m256i w = _mm256_broadcastsi128_si256(
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base[g])));
+        const std::uint8_t* c = ctl + g * kWindowControl;
+        const __m256i p0 =
+            _mm256_shuffle_epi8(w, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c)));
+        const __m256i p1 =
+            _mm256_shuffle_epi8(w, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(c + 32)));
+        const __m256i d = _mm256_sub_epi32(p1, p0);
+        const int k = g * kQuarterGroup;
+        storeFloats(h + k, across(lo4(p0), lo4(d), _mm256_loadu_pd(f + k)),
+                    across(hi4(p0), hi4(d), _mm256_loadu_pd(f + k + 4)));
+    }
+    tailWindowH(row, x, h, g * kQuarterGroup);
+}
+
 inline __m256i quarterValue(const std::int16_t* a, const std::int16_t* b, __m256i m) {
     const __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
     const __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
@@ -311,16 +338,34 @@ inline __m256i quarterValue(const std::int16_t* a, const std::int16_t* b, __m256
     return _mm256_and_si256(v, _mm256_set1_epi16(0xFF));
 }
 
-void quarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n) {
+// Values from `from` to n; streamed, d + from is 32-byte aligned.
+template <bool Stream>
+void quarterRow(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int from,
+                int n) {
     const __m256i vm = _mm256_set1_epi16(static_cast<short>(m));
-    int k = 0;
+    int k = from;
     for (; k + 32 <= n; k += 32) {
         const __m256i r = _mm256_packus_epi16(quarterValue(a + k, b + k, vm),
                                               quarterValue(a + k + 16, b + k + 16, vm));
         // The pack interleaves the halves of its inputs: put them back in order.
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k), _mm256_permute4x64_epi64(r, 0xD8));
+        auto* at = reinterpret_cast<__m256i*>(d + k);
+        if constexpr (Stream)
+            _mm256_stream_si256(at, _mm256_permute4x64_epi64(r, 0xD8));
+        else
+            _mm256_storeu_si256(at, _mm256_permute4x64_epi64(r, 0xD8));
     }
     tailQuarterV(a, b, m, d, k, n);
+}
+
+void quarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n,
+              bool stream) {
+    if (!stream) return quarterRow<false>(a, b, m, d, 0, n);
+    // Up to the first 32-byte boundary one value at a time.
+    const int head = static_cast<int>((32 - reinterpret_cast<std::uintptr_t>(d) % 32) % 32);
+    const int k = head < n ? head : n;
+    tailQuarterV(a, b, m, d, 0, k);
+    quarterRow<true>(a, b, m, d, k, n);
+    _mm_sfence();
 }
 
 template <class T>
@@ -333,7 +378,7 @@ constexpr ZoomRows<T> rows() {
 // Nearest neighbour is the SSSE3 kernel.
 ZoomKernels zoomKernelsAvx2() {
     return {rows<std::uint8_t>(), rows<std::uint16_t>(), quarterH, quarterV,
-            zoomKernelsSsse3().nearest};
+            zoomKernelsSsse3().nearest, windowH};
 }
 
 }  // namespace vsk::zoom

@@ -38,7 +38,8 @@ inline __m128i quarterValue(const std::int16_t* a, const std::int16_t* b, __m128
     return _mm_and_si128(v, _mm_set1_epi16(0xFF));
 }
 
-void quarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n) {
+void quarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d, int n,
+              bool) {
     const __m128i vm = _mm_set1_epi16(static_cast<short>(m));
     int k = 0;
     for (; k + 16 <= n; k += 16) {

@@ -84,6 +84,16 @@ inline void tailQuarterH(const std::uint8_t* row, const QuarterColumns& x, std::
     }
 }
 
+inline void tailWindowH(const std::uint8_t* row, const WindowColumns& x, float* h, int from) {
+    for (int k = from; k < x.n; ++k) {
+        const int g = k / kQuarterGroup, e = k % kQuarterGroup;
+        const std::uint8_t* w = row + x.base[g];
+        const std::uint8_t* at = x.ctl + g * kWindowControl + 4 * e;
+        const double a = w[at[0]];
+        h[k] = static_cast<float>((w[at[kWindowControl / 2]] - a) * x.f[k] + a);
+    }
+}
+
 inline void tailQuarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d,
                          int from, int n) {
     for (int k = from; k < n; ++k)

@@ -229,9 +229,35 @@ TEST(ZoomRows, QuarterRuleGivesTheDoubleFormulasBytes) {
             const double f = m / 4.0;
             std::uint8_t* out = want.data();
             scalar.linearV(a.data(), b.data(), &f, &out, 1, count);
-            quarterVScalar(ai.data(), bi.data(), m, got.data(), count);
+            quarterVScalar(ai.data(), bi.data(), m, got.data(), count, false);
             ASSERT_EQ(want, got) << "m " << m << " a " << v;
         }
+}
+
+// The window kernel on the windows of a quarter table (first samples at
+// at[16 g + e], second at at[16 g + 8 + e]), with any weights, against the
+// scalar linear step on one channel.
+void expectWindowKernelMatches(const ZoomKernels& fast, const std::vector<std::uint8_t>& row,
+                               const std::vector<std::int32_t>& base,
+                               const std::vector<std::uint8_t>& at, int n, int safe) {
+    const int groups = static_cast<int>(base.size());
+    std::vector<std::uint8_t> ctl(static_cast<std::size_t>(groups) * kWindowControl, 0x80);
+    std::vector<std::int32_t> o0(n), o1(n);
+    std::vector<double> f(n);
+    for (int k = 0; k < n; ++k) {
+        const int g = k / kQuarterGroup, e = k % kQuarterGroup;
+        const std::uint8_t p0 = at[2 * kQuarterGroup * g + e];
+        const std::uint8_t p1 = at[2 * kQuarterGroup * g + kQuarterGroup + e];
+        ctl[g * kWindowControl + 4 * e] = p0;
+        ctl[g * kWindowControl + kWindowControl / 2 + 4 * e] = p1;
+        o0[k] = base[g] + p0;
+        o1[k] = base[g] + p1;
+        f[k] = pick(0, 3) ? uniform(-0.5, 2) : pick(0, 4) / 5.0;
+    }
+    std::vector<float> want(n), got(n);
+    kScalar.u8.linearH(row.data(), {o0.data(), o1.data(), f.data(), n, 0}, 1, want.data());
+    fast.windowH(row.data(), {base.data(), ctl.data(), f.data(), n, safe}, got.data());
+    ASSERT_EQ(0, std::memcmp(want.data(), got.data(), n * sizeof(float))) << "window";
 }
 
 TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
@@ -263,6 +289,7 @@ TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
             quarterHScalar(row.data(), x, want.data());
             fast.quarterH(row.data(), x, got.data());
             ASSERT_EQ(want, got) << "round " << round;
+            if (fast.windowH) expectWindowKernelMatches(fast, row, base, at, n, safe);
 
             std::vector<std::int16_t> a(n), b(n);
             for (int k = 0; k < n; ++k) {
@@ -272,10 +299,14 @@ TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
                     static_cast<std::int16_t>(values[pick(0, static_cast<int>(values.size()) - 1)]);
             }
             const int weight = pick(0, 7);
-            std::vector<std::uint8_t> wantBytes(n), gotBytes(n);
-            quarterVScalar(a.data(), b.data(), weight, wantBytes.data(), n);
-            fast.quarterV(a.data(), b.data(), weight, gotBytes.data(), n);
-            ASSERT_EQ(wantBytes, gotBytes) << "round " << round;
+            // Streamed rows start at any offset.
+            const int start = pick(0, 31);
+            std::vector<std::uint8_t> wantBytes(n), gotBytes(n + 32);
+            quarterVScalar(a.data(), b.data(), weight, wantBytes.data(), n, false);
+            fast.quarterV(a.data(), b.data(), weight, gotBytes.data() + start, n, pick(0, 1));
+            ASSERT_EQ(wantBytes, std::vector<std::uint8_t>(gotBytes.begin() + start,
+                                                           gotBytes.begin() + start + n))
+                << "round " << round;
         }
     }
 }
