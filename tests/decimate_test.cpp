@@ -149,14 +149,10 @@ ImagePtr expected(const VskImage* before, const Prediction& p) {
 }
 
 
-// "" when the images are equal, else where they first differ.
+// "" when the images are equal, padding included, else where they first differ.
 std::string difference(const VskImage* got, const VskImage* want) {
-    for (int y = 0; y < got->height; ++y)
-        for (int x = 0; x < got->width; ++x)
-            for (int c = 0; c < got->nChannels; ++c)
-                if (get(got, x, y, c) != get(want, x, y, c))
-                    return testing::PrintToString(std::vector<std::int64_t>{x, y, c, get(got, x, y, c), get(want, x, y, c)});
-    return bytesOf(got) == bytesOf(want) ? "" : "row padding";
+    const std::string d = firstDifference(got, want);
+    return d.empty() && bytesOf(got) != bytesOf(want) ? "row padding" : d;
 }
 
 }  // namespace
