@@ -139,7 +139,8 @@ TEST(ColorWalk, ChannelSlotsFollowTheFirstLetterOrThePlanes) {
     for (const Case& c : cases) {
         ImagePtr image = makeImage(c.channels, c.depth, c.order, 5, 3, 0, 4, "RGB", c.seq);
         std::int64_t slots[3];
-        ASSERT_EQ(vsk::color::colorPlanePointers(image.get(), 12, 5, "RGB", slots), c.found) << c.seq;
+        ASSERT_EQ(vsk::color::colorPlanePointers(image.get(), 12, 5, "RGB", slots), c.found)
+            << c.seq;
         if (c.found) EXPECT_EQ(std::vector<std::int64_t>(slots, slots + 3),
                                std::vector<std::int64_t>(c.slots, c.slots + 3)) << c.seq;
     }

@@ -259,7 +259,8 @@ TEST(Copy, OneBitRunsFromAnyBitToAnyBit) {
     // of its buffer too.
     struct Case {
         int width, height, align, srcX, dstX, count;
-    } cases[] = {{16, 1, 4, 3, 6, 5}, {32, 3, 4, 0, 0, 32}, {64, 2, 8, 7, 0, 57}, {40, 2, 8, 1, 9, 31}};
+    } cases[] = {{16, 1, 4, 3, 6, 5}, {32, 3, 4, 0, 0, 32}, {64, 2, 8, 7, 0, 57},
+                 {40, 2, 8, 1, 9, 31}};
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << " bits from " << c.srcX << " to " << c.dstX);
         ImagePtr s = makeImage(1, VSK_1U, 0, c.height, c.width, -1, c.align);

@@ -269,13 +269,14 @@ TEST(GetRect, OneBitConstantBordersAreAllOnesForOddValues) {
     };
     for (const Case& c : cases) {
         const int values[4] = {c.top, c.bottom, c.left, c.right};
-        for (int side = 0; side < 4; ++side) vskSetBorderMode(image.get(), VSK_BORDER_CONSTANT, 1 << side, values[side]);
+        for (int side = 0; side < 4; ++side)
+            vskSetBorderMode(image.get(), VSK_BORDER_CONSTANT, 1 << side, values[side]);
         int step = 0;
         auto* p = static_cast<std::uint8_t*>(vskGetRect(image.get(), -2, -1, 10, 3, &step));
         ASSERT_NE(p, nullptr);
         std::string bits;
         for (int r = 0; r < 3; ++r)
-            for (int x = 0; x < 10; ++x) bits += (p[r * step + x / 8] >> (7 - x % 8)) & 1 ? '1' : '0';
+            for (int x = 0; x < 10; ++x) bits += "01"[(p[r * step + x / 8] >> (7 - x % 8)) & 1];
         vskFreeAligned(p);
         EXPECT_EQ(bits, c.bits) << c.top << " " << c.left;
     }

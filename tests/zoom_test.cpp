@@ -168,9 +168,10 @@ TEST(Zoom, HeaderChecksAndStickyStatus) {
     setRoi(dst.get(), 0, -1, 0, 0, 8);  // ROI offset and size bits
     zoom(src.get(), dst.get(), {2, 1, 2, 1}, 0);
     zoom(nullptr, dst.get(), {2, 1, 2, 1}, 0);
-    EXPECT_EQ(reportsOf(capture),
-              fault("vskZoom", paddedLine("ROI size is invalid") + paddedLine("ROI offset is invalid"), "vskZoom", 495) +
-                  fault("vskZoom", paddedLine("Image header is null"), "vskZoom", 494));
+    const std::string roi = paddedLine("ROI size is invalid") + paddedLine("ROI offset is invalid");
+    EXPECT_EQ(reportsOf(capture), fault("vskZoom", roi, "vskZoom", 495) +
+                                      fault("vskZoom", paddedLine("Image header is null"), "vskZoom",
+                                            494));
 
     // A negative status left by an earlier failure ends the call silently.
     capture.clear();
@@ -476,7 +477,8 @@ TEST(ZoomTiled, OneDestinationTileAndItsEarlyReturns) {
     refusing.refuse.insert({1, 0});
     zoom(src.get(), refusing.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR);
     EXPECT_EQ(describe(refusing.log), "(2,0,0)(4,0,0)(2,1,0)");
-    EXPECT_EQ(reportsOf(capture), fault("vskZoom", "Error get tile to write", "vskZoom", 1031, VSK_STATUS_UNKNOWN));
+    EXPECT_EQ(reportsOf(capture),
+              fault("vskZoom", "Error get tile to write", "vskZoom", 1031, VSK_STATUS_UNKNOWN));
     EXPECT_EQ(refusing.held, 0);
     ASSERT_NE(src->roi, callers);
     vskDeleteROI(src->roi);
@@ -563,7 +565,8 @@ TEST(ZoomTiled, RefusedTilesEndTheTiledSourcePaths) {
     TiledImage dst2(1, VSK_8U, 0, 128, 128, 32, 32);
     dst2.refuse.insert({2, 0});
     zoom(src2.get(), dst2.get(), {2, 1, 2, 1}, VSK_INTER_CUBIC);
-    EXPECT_EQ(reportsOf(capture), fault("vskZoom", "Error get tile to write", "vskZoom", 658, VSK_STATUS_UNKNOWN));
+    EXPECT_EQ(reportsOf(capture),
+              fault("vskZoom", "Error get tile to write", "vskZoom", 658, VSK_STATUS_UNKNOWN));
     EXPECT_EQ(describe(dst2.log), "(2,0,0)(4,0,0)(2,1,0)(4,1,0)(2,2,0)");
     EXPECT_EQ(src2.held, 0);
 }
