@@ -141,7 +141,10 @@ TEST(ColorWalk, ChannelSlotsFollowTheFirstLetterOrThePlanes) {
         std::int64_t slots[3];
         ASSERT_EQ(vsk::color::colorPlanePointers(image.get(), 12, 5, "RGB", slots), c.found)
             << c.seq;
-        if (c.found) EXPECT_EQ(std::vector<std::int64_t>(slots, slots + 3),
-                               std::vector<std::int64_t>(c.slots, c.slots + 3)) << c.seq;
+        if (c.found) {
+            EXPECT_EQ(std::vector<std::int64_t>(slots, slots + 3),
+                      std::vector<std::int64_t>(c.slots, c.slots + 3))
+                << c.seq;
+        }
     }
 }

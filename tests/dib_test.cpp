@@ -468,8 +468,9 @@ TEST(DibExport, SingleCellLowerBoxClosesTheUpperBoxToo) {
         int written = 0;
         for (int i = 0; i < 16; ++i) written += tableBytes(d, i, 4)[3] == 0;
         EXPECT_EQ(written, c.written) << c.blacks;
-        if (c.written == 2)
+        if (c.written == 2) {
             EXPECT_EQ(tableBytes(d, 0, 8), (std::vector<int>{0, 0, 0, 0, 0, 0, 188, 0}));
+        }
     }
 }
 
