@@ -119,6 +119,9 @@ TEST(ColorToGray, ChannelOrderCases) {
         // 1-bit destinations weight 54 first + 183 second + 18 third.
         {VSK_DATA_ORDER_PIXEL, "BGR", VSK_1U, {0, 120, 255}, 0},
         {VSK_DATA_ORDER_PIXEL, "RGB", VSK_1U, {255, 120, 0}, 1},
+        // The bit is set above grey 127: 129s give 128, 128s give 127.
+        {VSK_DATA_ORDER_PIXEL, "RGB", VSK_1U, {129, 129, 129}, 1},
+        {VSK_DATA_ORDER_PIXEL, "RGB", VSK_1U, {128, 128, 128}, 0},
         {VSK_DATA_ORDER_PIXEL, "RGB", VSK_16U, {255, 255, 255}, 255 * 255},
     };
     for (const Case& c : cases) {

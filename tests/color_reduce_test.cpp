@@ -249,6 +249,70 @@ TEST(ReduceBits, JitterFollowsTheNoiseTables) {
     }
 }
 
+TEST(ReduceBits, OrderedDitherRoundsUpOnlyAtThePatternsZero) {
+    // A value rounds up to base + q when its remainder exceeds the pattern's
+    // threshold times q: only the zero entry, at x and y multiples of 4 from
+    // the corner, lets a remainder through, and never a remainder of 0.
+    // Results keep their low 8 bits, 16-bit data too. In pixel order x counts
+    // values, a pixel at a time, up to the width in pixels: of 9 colour
+    // pixels only the first 3 are dithered.
+    struct Case {
+        unsigned from, to;
+        int channels, levels;
+        std::int64_t value;  // after the plain reduction
+        int up, down;
+    } cases[] = {
+        {VSK_16U, VSK_8U, 1, 2, 100, 126, 63},     {VSK_16U, VSK_8U, 1, 2, 126, 126, 126},
+        {VSK_32S, VSK_16U, 1, 8, 300, 254, 255},   {VSK_16U, VSK_8U, 3, 1, 200, 254, 127},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.value << " levels " << c.levels);
+        const char* seq = c.channels == 1 ? "GRAY" : "BGR";
+        ImagePtr src = makeImage(c.channels, c.from, 0, 6, 9, 0, 4, "RGB", seq);
+        ImagePtr dst = makeImage(c.channels, c.to, 0, 6, 9, 0, 4, "RGB", seq);
+        for (int y = 0; y < 6; ++y)
+            for (int x = 0; x < 9; ++x)
+                for (int ch = 0; ch < c.channels; ++ch)
+                    put(src.get(), x, y, ch, c.value << (c.from == VSK_16U ? 8 : 15));
+        vskReduceBits(src.get(), dst.get(), 0, 16, c.levels, nullptr);
+        for (int y = 0; y < 6; ++y)
+            for (int x = 0; x < 9; ++x)
+                for (int ch = 0; ch < c.channels; ++ch)
+                {
+                    const int v = c.channels * x;
+                    ASSERT_EQ(get(dst.get(), x, y, ch),
+                              v >= 9 ? c.value : v % 4 == 0 && y % 4 == 0 ? c.up : c.down)
+                        << x << "," << y << "," << ch;
+                }
+    }
+}
+
+TEST(ReduceBits, JitterLeavesValuesFromTheLimitUp) {
+    // 8-bit values of 239 or more never move; below, amplitude 8 moves a
+    // value by up to 8 steps of 16, so 238 falls under the 1-bit threshold
+    // at some positions, and 239 never does.
+    struct Case {
+        int value;
+        bool someCleared;
+    } cases[] = {{238, true}, {239, false}, {255, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.value);
+        ImagePtr src = makeImage(1, VSK_8U, VSK_DATA_ORDER_PIXEL, 8, 64, c.value);
+        ImagePtr dst = makeImage(1, VSK_1U, VSK_DATA_ORDER_PIXEL, 8, 64);
+        std::srand(77);
+        vskReduceBits(src.get(), dst.get(), 8, 1, 0, nullptr);
+        const NoiseModel noise(77);
+        int cleared = 0;
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 64; ++x) {
+                const std::int64_t want = noise.apply(VSK_8U, VSK_1U, c.value, 8, x, y) > 127;
+                ASSERT_EQ(get(dst.get(), x, y), want) << x << "," << y;
+                cleared += want == 0;
+            }
+        EXPECT_EQ(cleared > 0, c.someCleared);
+    }
+}
+
 TEST(ReduceBits, DitherStaysInsideTheDestination) {
     // A one-channel destination named "BGR" in pixel order makes the colour
     // kernel reach two values past every pixel; the last ones lie past the

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "../color/colorwalk.hpp"
 #include "support/colortest.hpp"
 
 using namespace vsktest;
@@ -115,4 +116,35 @@ TEST(ColorWalk, CallbackServingEveryIndexStillEnds) {
     EXPECT_EQ(Everywhere::memory[0], 254);  // tile (2, 1) was written last
     EXPECT_EQ(reportsOf(capture), "");
     tvskDeallocate(dst, VSK_FREE_HEADER);
+}
+
+TEST(ColorWalk, ChannelSlotsFollowTheFirstLetterOrThePlanes) {
+    // The first slot is always red: in pixel order the pixel's first value
+    // when channelSeq starts with "R", else its third; in plane order each
+    // plane (12 bytes x 5 rows apart) goes to the slot of its letter.
+    struct Case {
+        int order, channels;
+        unsigned depth;
+        const char* seq;
+        bool found;
+        std::int64_t slots[3];
+    } cases[] = {
+        {VSK_DATA_ORDER_PIXEL, 3, VSK_8U, "RGB", true, {0, 1, 2}},
+        {VSK_DATA_ORDER_PIXEL, 3, VSK_16U, "BGR", true, {4, 2, 0}},
+        {VSK_DATA_ORDER_PIXEL, 4, VSK_32S, "RGBA", true, {0, 4, 8}},
+        {VSK_DATA_ORDER_PLANE, 3, VSK_8U, "BGR", true, {120, 60, 0}},
+        {VSK_DATA_ORDER_PLANE, 4, VSK_16U, "ARGB", true, {60, 120, 180}},
+        {VSK_DATA_ORDER_PLANE, 3, VSK_8U, "RGAB", false, {}},
+    };
+    for (const Case& c : cases) {
+        ImagePtr image = makeImage(c.channels, c.depth, c.order, 5, 3, 0, 4, "RGB", c.seq);
+        std::int64_t slots[3];
+        ASSERT_EQ(vsk::color::colorPlanePointers(image.get(), 12, 5, "RGB", slots), c.found)
+            << c.seq;
+        if (c.found) {
+            EXPECT_EQ(std::vector<std::int64_t>(slots, slots + 3),
+                      std::vector<std::int64_t>(c.slots, c.slots + 3))
+                << c.seq;
+        }
+    }
 }

@@ -252,7 +252,28 @@ TEST(Copy, RegionIsTheSmallerOneAnchoredAtBothCorners) {
     }
 }
 
-TEST(Copy, OneBitRunKeepsTheBitsAroundIt) {
+TEST(Copy, OneBitRunsFromAnyBitToAnyBit) {
+    // Each row copies as many bits as there are columns, from the source ROI's
+    // first bit to the destination's; the bits around the run keep their
+    // values, and every row is copied, the last one ending at the last byte
+    // of its buffer too.
+    struct Case {
+        int width, height, align, srcX, dstX, count;
+    } cases[] = {{16, 1, 4, 3, 6, 5}, {32, 3, 4, 0, 0, 32}, {64, 2, 8, 7, 0, 57},
+                 {40, 2, 8, 1, 9, 31}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << " bits from " << c.srcX << " to " << c.dstX);
+        ImagePtr s = makeImage(1, VSK_1U, 0, c.height, c.width, -1, c.align);
+        ImagePtr d = makeImage(1, VSK_1U, 0, c.height, c.width, -1, c.align);
+        fillRandom(s.get(), 1);
+        fillRandom(d.get(), 2);
+        setRoi(s.get(), 0, c.srcX, 0, c.height, c.count);
+        setRoi(d.get(), 0, c.dstX, 0, c.height, c.count);
+        ImagePtr want = cloneImage(d.get());
+        modelTransfer(s.get(), want.get(), false);
+        tvskCopy(s.get(), d.get(), nullptr);
+        EXPECT_EQ(bytesOf(d.get()), bytesOf(want.get()));
+    }
     // Five pixels from column 3 to column 6 change exactly pixels 6..10.
     ImagePtr s = makeImage(1, VSK_1U, 0, 1, 16, 3);  // all ones
     ImagePtr d = makeImage(1, VSK_1U, 0, 1, 16, 0);

@@ -449,6 +449,31 @@ TEST(DibExport, GreyMedianCutSplitsAfterTheBinOnATie) {
     }
 }
 
+TEST(DibExport, SingleCellLowerBoxClosesTheUpperBoxToo) {
+    // Black pixels and 17 reds (6-bit levels 31, 33 .. 63) into 16 entries.
+    // When the first red median leaves black alone in a single-cell box, the
+    // upper box is closed with it though it holds 17 cells: two entries, the
+    // second the mean red 4 x 47. With fewer blacks both boxes stay open and
+    // the cut goes on to all 16 entries.
+    struct Case {
+        int blacks, written;
+    } cases[] = {{100, 2}, {1, 16}};
+    for (const Case& c : cases) {
+        const int width = c.blacks + 17;
+        ImagePtr image = makeImage(3, VSK_8U, 0, 1, width, 0, 4, "RGB", "RGB");
+        for (int k = 0; k < 17; ++k) put(image.get(), c.blacks + k, 0, 0, 4 * (31 + 2 * k));
+        Dib d = makeDib(4, width, 1);
+        for (int i = 0; i < 16; ++i) setEntry(d, i, 1, 1, 1, 0x5A);
+        tvskConvertToDIB(image.get(), d.header(), 1, 2);
+        int written = 0;
+        for (int i = 0; i < 16; ++i) written += tableBytes(d, i, 4)[3] == 0;
+        EXPECT_EQ(written, c.written) << c.blacks;
+        if (c.written == 2) {
+            EXPECT_EQ(tableBytes(d, 0, 8), (std::vector<int>{0, 0, 0, 0, 0, 0, 188, 0}));
+        }
+    }
+}
+
 TEST(DibExport, MaskedAndDirectFormats) {
     ImagePtr image = makeImage(4, VSK_8U, 1, 1, 2, 0, 4, "RGBA", "RGBA");
     image->alphaChannel = 4;

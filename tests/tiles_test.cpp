@@ -253,6 +253,35 @@ TEST(GetRect, BorderModes) {
                                                                 9,  9,  9,  9,  9,  9,  9}));
 }
 
+TEST(GetRect, OneBitConstantBordersAreAllOnesForOddValues) {
+    // A 1-bit constant border widens its value like the allocation fill: an
+    // odd value sets every bit, an even one (2 included) clears them; each
+    // side by its own value, the corners by the top and bottom bands.
+    ImagePtr image = makeImage(1, VSK_1U, 0, 1, 6);
+    const int row[6] = {1, 0, 1, 1, 0, 0};
+    for (int x = 0; x < 6; ++x) put(image.get(), x, 0, 0, row[x]);
+    struct Case {
+        int top, bottom, left, right;
+        const char* bits;  // rows -1 .. 1, columns -2 .. 7
+    } cases[] = {
+        {2, 3, 5, 4, "0000000000" "1110110000" "1111111111"},
+        {-1, 0, 2, 7, "1111111111" "0010110011" "0000000000"},
+    };
+    for (const Case& c : cases) {
+        const int values[4] = {c.top, c.bottom, c.left, c.right};
+        for (int side = 0; side < 4; ++side)
+            vskSetBorderMode(image.get(), VSK_BORDER_CONSTANT, 1 << side, values[side]);
+        int step = 0;
+        auto* p = static_cast<std::uint8_t*>(vskGetRect(image.get(), -2, -1, 10, 3, &step));
+        ASSERT_NE(p, nullptr);
+        std::string bits;
+        for (int r = 0; r < 3; ++r)
+            for (int x = 0; x < 10; ++x) bits += "01"[(p[r * step + x / 8] >> (7 - x % 8)) & 1];
+        vskFreeAligned(p);
+        EXPECT_EQ(bits, c.bits) << c.top << " " << c.left;
+    }
+}
+
 TEST(GetRect, TilesAreTakenByRowAndReleasedInReverse) {
     TiledImage t(1, VSK_8U, 0, 16, 24, 8, 8);
     for (int x = 0; x < 24; ++x) t.put(x, 9, 0, x);

@@ -128,19 +128,4 @@ void applyArithModel(ArithOp op, const VskImage* a, const VskImage* b, VskImage*
         }
 }
 
-std::string firstDifference(const VskImage* got, const VskImage* want) {
-    for (int y = 0; y < want->height; ++y)
-        for (int x = 0; x < want->width; ++x)
-            for (int c = 0; c < want->nChannels; ++c) {
-                const std::int64_t g = get(got, x, y, c), w = get(want, x, y, c);
-                if (g != w) {
-                    std::ostringstream out;
-                    out << "sample (" << x << "," << y << "," << c << "): got " << g << ", want "
-                        << w;
-                    return out.str();
-                }
-            }
-    return "";
-}
-
 }  // namespace vsktest

@@ -32,8 +32,4 @@ struct Clip {
 void applyArithModel(ArithOp op, const VskImage* a, const VskImage* b, VskImage* expected,
                      int value, const Clip* clip = nullptr);
 
-// "" when every sample of the two images is equal (padding ignored), else
-// where they first differ.
-std::string firstDifference(const VskImage* got, const VskImage* want);
-
 }  // namespace vsktest

@@ -139,6 +139,19 @@ std::vector<std::uint8_t> bytesOf(const VskImage* image) {
     return std::vector<std::uint8_t>(p, p + image->dataSize);
 }
 
+std::string firstDifference(const VskImage* got, const VskImage* want) {
+    for (int y = 0; y < want->height; ++y)
+        for (int x = 0; x < want->width; ++x)
+            for (int c = 0; c < want->nChannels; ++c) {
+                const std::int64_t g = get(got, x, y, c), w = get(want, x, y, c);
+                if (g != w)
+                    return "sample (" + std::to_string(x) + "," + std::to_string(y) + "," +
+                           std::to_string(c) + "): got " + std::to_string(g) + ", want " +
+                           std::to_string(w);
+            }
+    return "";
+}
+
 // ---- error capture -------------------------------------------------------------
 
 ErrorCapture::ErrorCapture() : previous_(vskSetErrorHandler(recordReport)), mode_(vskGetErrMode()) {

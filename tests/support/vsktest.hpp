@@ -43,6 +43,9 @@ void put(VskImage* image, int x, int y, int c, std::int64_t value);
 void fillRandom(VskImage* image, std::uint32_t seed);
 // Raw buffer contents.
 std::vector<std::uint8_t> bytesOf(const VskImage* image);
+// "" when every sample of the two images is equal (padding ignored), else
+// where they first differ.
+std::string firstDifference(const VskImage* got, const VskImage* want);
 
 // ---- error capture -------------------------------------------------------------
 
