@@ -371,3 +371,48 @@ TEST(Tiles, LargeWalkSizesSaturate) {
     for (const Case& c : cases)
         EXPECT_EQ(vsk::largeWalk(&image, c.rows, c.cols), c.large) << c.rows << " x " << c.cols;
 }
+
+// A walk into tiles reads ahead the source's next part: width x pixel bytes of
+// one plane's row, only for a buffered image of whole bytes, never past its
+// buffer's end, and the enclosing request comes back when an inner one ends.
+TEST(Tiles, ReadAheadCoversTheNextPartOfABufferedSource) {
+    char buffer[64];
+    VskImage image{};
+    image.nChannels = 3;
+    image.depth = VSK_16U;
+    image.imageData = buffer;
+    image.dataSize = 64;
+    using vsk::ReadAhead;
+    EXPECT_EQ(ReadAhead::window().bytes, 0);
+    {
+        const ReadAhead outer(&image, 5);
+        EXPECT_EQ(ReadAhead::window().bytes, 30);
+        EXPECT_EQ(ReadAhead::window().end, buffer + 64);
+        image.dataOrder = VSK_DATA_ORDER_PLANE;
+        {
+            const ReadAhead inner(&image, 5);
+            EXPECT_EQ(ReadAhead::window().bytes, 10);
+        }
+        EXPECT_EQ(ReadAhead::window().bytes, 30);
+        EXPECT_EQ(ReadAhead(nullptr, 5).window().bytes, 0);
+        EXPECT_EQ(ReadAhead(&image, 0).window().bytes, 0);
+        image.depth = VSK_1U;
+        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 0);
+        image.depth = VSK_16U;
+        VskTileInfo info{};
+        image.tileInfo = &info;
+        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 0);
+        image.tileInfo = nullptr;
+        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 10);
+    }
+    EXPECT_EQ(ReadAhead::window().bytes, 0);
+}
+
+// A row of 2^31 - 1 pixels of 2^31 - 1 channels is held at 2^60 bits rather
+// than overflowing; a row of one plane of that image is exact.
+TEST(Tiles, RowBytesOfTheLargestHeaderDoNotOverflow) {
+    const int huge = 2147483647;
+    EXPECT_EQ(vsk::rowBytes(VSK_DATA_ORDER_PIXEL, VSK_16U, 4, huge, huge), std::int64_t{1} << 57);
+    EXPECT_EQ(vsk::rowBytes(VSK_DATA_ORDER_PLANE, VSK_16U, 4, huge, huge), std::int64_t{1} << 32);
+    EXPECT_EQ(vsk::rowBytes(VSK_DATA_ORDER_PIXEL, VSK_16U, 4, 3, 5), 32);
+}
