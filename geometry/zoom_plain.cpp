@@ -161,6 +161,11 @@ struct Windows {
     WindowH row;
     WindowColumns columns;
 };
+// The same for 8-bit cubic zoom.
+struct CubicWindows {
+    CubicWindowH row;
+    CubicWindowColumns columns;
+};
 
 template <class T, int CH>
 void nearestPass(const View<T>& v, const Shape& s, const int* xs, const int* ys,
@@ -259,11 +264,16 @@ void pass(const View<T>& v, const Shape& s, const LinearColumns& xc, const Linea
 
 template <class T, int CH>
 void pass(const View<T>& v, const Shape& s, const CubicColumns& xc, const CubicPos* yp,
-          RowBuffers<4> buf, T* made, const ZoomRows<T>& k, const Windows*) {
+          RowBuffers<4> buf, T* made, const ZoomRows<T>& k, const CubicWindows* win) {
     for (int j = 0, run; j < s.rows; j += run) {
         const CubicPos& y = yp[j];
-        buf.advance(y.at - 1,
-                    [&](int r, float* h) { k.cubicH(v.src + y.s[r] * v.sStride, xc, s.ch, h); });
+        buf.advance(y.at - 1, [&](int r, float* h) {
+            const T* row = v.src + y.s[r] * v.sStride;
+            if constexpr (sizeof(T) == 1) {
+                if (win) return win->row(row, win->columns, h);
+            }
+            k.cubicH(row, xc, s.ch, h);
+        });
         run = runOf(yp, j, s.rows, made != nullptr);
         double c[kVRows][3];
         T* d[kVRows];
@@ -407,22 +417,53 @@ int quarters(double f) {
     return m == q ? m : -1;
 }
 
-// The samples of group g of a row's n values (element offsets of the first
-// and the second of each) and the lowest of them; the number of values in the
-// group, or -1 where they do not lie within kQuarterWindow elements.
-int groupSamples(const LinearPos* xp, const Shape& s, int n, int g,
-                 std::int32_t (&o)[2][kQuarterGroup], std::int32_t& lo) {
+// Sample k of a destination column (0 first).
+inline int sampleOf(const LinearPos& p, int k) { return k ? p.s1 : p.s0; }
+inline int sampleOf(const CubicPos& p, int k) { return p.s[k]; }
+
+// The M samples of each value of group g of a row's n values (element
+// offsets) and the lowest of them; the number of values in the group, or -1
+// where they do not lie within kQuarterWindow elements.
+template <int M, class Pos>
+int groupSamples(const Pos* xp, const Shape& s, int n, int g, std::int32_t (&o)[M][kQuarterGroup],
+                 std::int32_t& lo) {
     const int count = std::min(kQuarterGroup, n - g * kQuarterGroup);
     std::int32_t hi = INT32_MIN;
     lo = INT32_MAX;
     for (int e = 0; e < count; ++e) {
         const int v = g * kQuarterGroup + e, i = v / s.ch, c = v % s.ch;
-        o[0][e] = offsetOf(xp[i].s0, s.sPix) + c;
-        o[1][e] = offsetOf(xp[i].s1, s.sPix) + c;
-        lo = std::min({lo, o[0][e], o[1][e]});
-        hi = std::max({hi, o[0][e], o[1][e]});
+        for (int k = 0; k < M; ++k) {
+            o[k][e] = offsetOf(sampleOf(xp[i], k), s.sPix) + c;
+            lo = std::min(lo, o[k][e]);
+            hi = std::max(hi, o[k][e]);
+        }
     }
     return hi - lo < kQuarterWindow ? count : -1;
+}
+
+// The window table of M samples a value: base per group and the byte-shuffle
+// controls (kWindowControl / 2 bytes per sample); the leading groups whose
+// window is readable, or -1 where some group's samples do not fit a window.
+template <int M, class Pos>
+int windowTable(const Pos* xp, const Shape& s, std::int64_t avail, std::int32_t* base,
+                std::uint8_t* ctl) {
+    const int n = s.cols * s.ch, groups = (n + kQuarterGroup - 1) / kQuarterGroup;
+    const int stride = M * kWindowControl / 2;
+    std::memset(ctl, 0x80, static_cast<std::size_t>(groups) * stride);
+    int safe = groups;
+    for (int g = 0; g < groups; ++g) {
+        std::int32_t o[M][kQuarterGroup] = {};
+        std::int32_t lo;
+        const int count = groupSamples<M>(xp, s, n, g, o, lo);
+        if (count < 0) return -1;
+        base[g] = lo;
+        for (int e = 0; e < count; ++e)
+            for (int k = 0; k < M; ++k)
+                ctl[g * stride + k * kWindowControl / 2 + 4 * e] =
+                    static_cast<std::uint8_t>(o[k][e] - lo);
+        if (safe == groups && std::int64_t{lo} + kQuarterWindow > avail) safe = g;
+    }
+    return safe;
 }
 
 bool windows(const LinearPos* xp, const Shape& s, std::int64_t avail, Scratch& scratch,
@@ -435,23 +476,29 @@ bool windows(const LinearPos* xp, const Shape& s, std::int64_t avail, Scratch& s
     double* f = scratch.take<double>(n);
     if (!scratch.ok()) return false;
     for (int v = 0; v < n; ++v) f[v] = xp[v / s.ch].f;
-    std::memset(ctl, 0x80, static_cast<std::size_t>(groups) * kWindowControl);
-    int safe = groups;
-    for (int g = 0; g < groups; ++g) {
-        std::int32_t o[2][kQuarterGroup] = {};
-        std::int32_t lo;
-        const int count = groupSamples(xp, s, n, g, o, lo);
-        if (count < 0) return false;
-        base[g] = lo;
-        for (int e = 0; e < count; ++e) {
-            std::uint8_t* at = ctl + g * kWindowControl + 4 * e;
-            at[0] = static_cast<std::uint8_t>(o[0][e] - lo);
-            at[kWindowControl / 2] = static_cast<std::uint8_t>(o[1][e] - lo);
-        }
-        if (safe == groups && std::int64_t{lo} + kQuarterWindow > avail) safe = g;
-    }
+    const int safe = windowTable<2>(xp, s, avail, base, ctl);
     out->columns = {base, ctl, f, n, safe};
-    return true;
+    return safe >= 0;
+}
+
+bool windows(const CubicPos* xp, const Shape& s, std::int64_t avail, Scratch& scratch,
+             CubicWindows* out) {
+    out->row = zoomKernels().cubicWindowH;
+    if (!out->row || std::int64_t{s.cols} * s.ch > INT_MAX / 32) return false;
+    const int n = s.cols * s.ch, groups = (n + kQuarterGroup - 1) / kQuarterGroup;
+    std::int32_t* base = scratch.take<std::int32_t>(groups);
+    std::uint8_t* ctl = scratch.take<std::uint8_t>(std::int64_t{groups} * kCubicWindowControl);
+    double* c[3];
+    for (auto& p : c) p = scratch.take<double>(n);
+    if (!scratch.ok()) return false;
+    for (int v = 0; v < n; ++v) {
+        c[0][v] = xp[v / s.ch].c1;
+        c[1][v] = xp[v / s.ch].c2;
+        c[2][v] = xp[v / s.ch].c3;
+    }
+    const int safe = windowTable<4>(xp, s, avail, base, ctl);
+    out->columns = {base, ctl, c[0], c[1], c[2], n, safe};
+    return safe >= 0;
 }
 
 // 8-bit linear zoom with the integer kernels: where the level has them, every
@@ -480,7 +527,7 @@ bool byQuarters(const Shape& s, const LinearPos* xp, const LinearPos* yp, std::i
     for (int g = 0; g < groups; ++g) {
         std::int32_t o[2][kQuarterGroup] = {};
         std::int32_t lo;
-        const int count = groupSamples(xp, s, n, g, o, lo);
+        const int count = groupSamples<2>(xp, s, n, g, o, lo);
         if (count < 0) return false;
         base[g] = lo;
         for (int e = 0; e < kQuarterGroup; ++e) {
@@ -523,10 +570,12 @@ void separable(const Job& job, const Shape& shape, Scratch& scratch, std::int64_
     positions(job.ax, xp);
     positions(job.ay, yp);
     const std::int64_t avail = availFrom(lastRow(yp, shape.rows));
-    Windows win;
+    std::conditional_t<std::is_same_v<Pos, LinearPos>, Windows, CubicWindows> win;
     bool byWindows = false;
-    if constexpr (std::is_same_v<Pos, LinearPos> && std::is_same_v<T, std::uint8_t>) {
-        if (byQuarters(shape, xp, yp, avail, made, scratch, eachPass)) return;
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        if constexpr (std::is_same_v<Pos, LinearPos>) {
+            if (byQuarters(shape, xp, yp, avail, made, scratch, eachPass)) return;
+        }
         byWindows = windows(xp, shape, avail, scratch, &win);
     }
     RowBuffers<N> buf;

@@ -1,11 +1,11 @@
 // The row kernels of zoom: for linear and cubic, the horizontal step from a
 // source row into a row of floats and the vertical step from two or four such
 // rows into destination samples; integer kernels for 8-bit linear zoom by
-// quarters, a horizontal step by byte windows for the other 8-bit linear
-// zooms; byte shuffles for nearest neighbour. The scalar kernels
-// (zoom_rows.cpp) are always built; zoom_rows_sse2.cpp and zoom_rows_avx2.cpp
-// hold packed-double versions that give the same bits, zoom_rows_ssse3.cpp
-// (and the AVX2 file) the integer and shuffle kernels.
+// quarters, horizontal steps by byte windows for the other 8-bit linear
+// zooms and for 8-bit cubic zoom; byte shuffles for nearest neighbour. The
+// scalar kernels (zoom_rows.cpp) are always built; zoom_rows_sse2.cpp and
+// zoom_rows_avx2.cpp hold packed-double versions that give the same bits,
+// zoom_rows_ssse3.cpp (and the AVX2 file) the integer and shuffle kernels.
 //
 // Float rows hold the selected channels of each destination column side by
 // side (column i, channel c at i x ch + c).
@@ -122,6 +122,23 @@ struct WindowColumns {
 constexpr int kWindowControl = 64;  // control bytes per group
 using WindowH = void (*)(const std::uint8_t* row, const WindowColumns& x, float* h);
 
+// 8-bit cubic zoom by windows: the horizontal step value by value, in groups
+// of kQuarterGroup values whose four samples lie within kQuarterWindow bytes
+// from the group's base, each with its own weights.
+struct CubicWindowColumns {
+    const std::int32_t* base;  // per group: element offset of its window from the row start
+    // Per group: byte-shuffle controls laid out as WindowColumns', for the
+    // first to the fourth samples.
+    const std::uint8_t* ctl;
+    const double* c1;  // per value: the Newton weights
+    const double* c2;
+    const double* c3;
+    int n;     // values
+    int safe;  // leading groups whose window is readable
+};
+constexpr int kCubicWindowControl = 2 * kWindowControl;  // control bytes per group
+using CubicWindowH = void (*)(const std::uint8_t* row, const CubicWindowColumns& x, float* h);
+
 // Nearest neighbour on rows whose pixels hold exactly the selected channels
 // (or one plane), as bytes: destination byte k is source byte src[k] of the
 // row. The row is taken in groups of kNearestGroup bytes; a group whose
@@ -150,6 +167,9 @@ struct ZoomKernels {
     // The horizontal step of 8-bit linear zoom by windows; null where the
     // level has none.
     WindowH windowH = nullptr;
+    // The horizontal step of 8-bit cubic zoom by windows; null where the
+    // level has none.
+    CubicWindowH cubicWindowH = nullptr;
 };
 
 // The row functions of element type T.

@@ -242,36 +242,52 @@ void linearV(const float* a, const float* b, const double* f, T* const* d, int r
     tailLinearV(a, b, f, d, rows, k, n);
 }
 
-// The rows share the values of the first row and the differences.
-template <class T>
-void cubicV(const float* const q[4], const double (*c)[3], T* const* d, int rows, int n) {
-    __m256d w[kVRows][3];
-    for (int r = 0; r < rows; ++r)
+// The rows share the values of the first row and the differences; R is the
+// number of rows, a constant so that the weights stay in registers.
+template <class T, int R>
+void cubicRows(const float* const q[4], const double (*c)[3], T* const* d, int n) {
+    __m256d w[R][3];
+    T* out[R];
+    for (int r = 0; r < R; ++r) {
         for (int m = 0; m < 3; ++m) w[r][m] = _mm256_set1_pd(c[r][m]);
+        out[r] = d[r];
+    }
+    const float *q0p = q[0], *q1p = q[1], *q2p = q[2], *q3p = q[3];
     const __m256d two = _mm256_set1_pd(2.0);
     int k = 0;
     for (; k + 8 <= n; k += 8) {
         __m256d q0[2], d1[2], d2[2], d3[2];
         for (int m = 0; m < 2; ++m) {
             const int at = k + 4 * m;
-            q0[m] = wide(q[0] + at);
-            const __m256d q1 = wide(q[1] + at), q2 = wide(q[2] + at), q3 = wide(q[3] + at);
+            q0[m] = wide(q0p + at);
+            const __m256d q1 = wide(q1p + at), q2 = wide(q2p + at), q3 = wide(q3p + at);
             d1[m] = _mm256_sub_pd(q1, q0[m]);
             d2[m] = _mm256_sub_pd(_mm256_sub_pd(q2, q1), d1[m]);
             d3[m] = _mm256_sub_pd(_mm256_add_pd(_mm256_sub_pd(q3, _mm256_mul_pd(two, q2)), q1),
                                   d2[m]);
         }
-        for (int r = 0; r < rows; ++r) {
+        for (int r = 0; r < R; ++r) {
             __m128i v[2];
             for (int m = 0; m < 2; ++m)
                 v[m] = round4(_mm256_add_pd(
                     _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(w[r][0], d1[m]), q0[m]),
                                   _mm256_mul_pd(w[r][1], d2[m])),
                     _mm256_mul_pd(w[r][2], d3[m])));
-            store8(d[r] + k, v[0], v[1]);
+            store8(out[r] + k, v[0], v[1]);
         }
     }
-    tailCubicV(q, c, d, rows, k, n);
+    tailCubicV(q, c, d, R, k, n);
+}
+
+template <class T>
+void cubicV(const float* const q[4], const double (*c)[3], T* const* d, int rows, int n) {
+    static_assert(kVRows == 4);
+    switch (rows) {
+        case 1: return cubicRows<T, 1>(q, c, d, n);
+        case 2: return cubicRows<T, 2>(q, c, d, n);
+        case 3: return cubicRows<T, 3>(q, c, d, n);
+        default: return cubicRows<T, 4>(q, c, d, n);
+    }
 }
 
 // ---- 8-bit linear by quarters -------------------------------------------------
@@ -329,6 +345,34 @@ void windowH(const std::uint8_t* row, const WindowColumns& x, float* h) {
     tailWindowH(row, x, h, g * kQuarterGroup);
 }
 
+// 8-bit cubic by windows: a group a step, its four samples picked into
+// 32-bit lanes, their differences in integers (exact), then the Newton form
+// in double as the scalar rule.
+void cubicWindowH(const std::uint8_t* row, const CubicWindowColumns& x, float* h) {
+    const std::int32_t* base = x.base;
+    const std::uint8_t* ctl = x.ctl;
+    const double *c1 = x.c1, *c2 = x.c2, *c3 = x.c3;
+    const int full = x.n / kQuarterGroup, groups = full < x.safe ? full : x.safe;
+    int g = 0;
+    for (; g < groups; ++g) {
+        const __m256i w = _mm256_broadcastsi128_si256(
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + base[g])));
+        const __m256i* c = reinterpret_cast<const __m256i*>(ctl + g * kCubicWindowControl);
+        const __m256i p0 = _mm256_shuffle_epi8(w, _mm256_loadu_si256(c));
+        const Differences8 d = differences(p0, _mm256_shuffle_epi8(w, _mm256_loadu_si256(c + 1)),
+                                           _mm256_shuffle_epi8(w, _mm256_loadu_si256(c + 2)),
+                                           _mm256_shuffle_epi8(w, _mm256_loadu_si256(c + 3)));
+        const int k = g * kQuarterGroup;
+        const __m256d r0 = newton(lo4(p0), lo4(d.d1), lo4(d.d2), lo4(d.d3), _mm256_loadu_pd(c1 + k),
+                                  _mm256_loadu_pd(c2 + k), _mm256_loadu_pd(c3 + k));
+        const __m256d r1 =
+            newton(hi4(p0), hi4(d.d1), hi4(d.d2), hi4(d.d3), _mm256_loadu_pd(c1 + k + 4),
+                   _mm256_loadu_pd(c2 + k + 4), _mm256_loadu_pd(c3 + k + 4));
+        storeFloats(h + k, r0, r1);
+    }
+    tailCubicWindowH(row, x, h, g * kQuarterGroup);
+}
+
 inline __m256i quarterValue(const std::int16_t* a, const std::int16_t* b, __m256i m) {
     const __m256i va = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
     const __m256i vb = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
@@ -378,7 +422,7 @@ constexpr ZoomRows<T> rows() {
 // Nearest neighbour is the SSSE3 kernel.
 ZoomKernels zoomKernelsAvx2() {
     return {rows<std::uint8_t>(), rows<std::uint16_t>(), quarterH, quarterV,
-            zoomKernelsSsse3().nearest, windowH};
+            zoomKernelsSsse3().nearest, windowH, cubicWindowH};
 }
 
 }  // namespace vsk::zoom

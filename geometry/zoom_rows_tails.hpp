@@ -94,6 +94,19 @@ inline void tailWindowH(const std::uint8_t* row, const WindowColumns& x, float* 
     }
 }
 
+inline void tailCubicWindowH(const std::uint8_t* row, const CubicWindowColumns& x, float* h,
+                             int from) {
+    for (int k = from; k < x.n; ++k) {
+        const int g = k / kQuarterGroup, e = k % kQuarterGroup;
+        const std::uint8_t* w = row + x.base[g];
+        const std::uint8_t* at = x.ctl + g * kCubicWindowControl + 4 * e;
+        const double p0 = w[at[0]], p1 = w[at[kWindowControl / 2]], p2 = w[at[kWindowControl]],
+                     p3 = w[at[3 * kWindowControl / 2]];
+        const double d1 = p1 - p0, d2 = (p2 - p1) - d1, d3 = (p3 - 2.0 * p2 + p1) - d2;
+        h[k] = static_cast<float>(d3 * x.c3[k] + (d1 * x.c1[k] + d2 * x.c2[k]) + p0);
+    }
+}
+
 inline void tailQuarterV(const std::int16_t* a, const std::int16_t* b, int m, std::uint8_t* d,
                          int from, int n) {
     for (int k = from; k < n; ++k)

@@ -260,6 +260,41 @@ void expectWindowKernelMatches(const ZoomKernels& fast, const std::vector<std::u
     ASSERT_EQ(0, std::memcmp(want.data(), got.data(), n * sizeof(float))) << "window";
 }
 
+// The cubic window kernel on the windows of a quarter table with four random
+// samples a value and any weights, against the scalar cubic step on one
+// channel.
+void expectCubicWindowKernelMatches(const ZoomKernels& fast, const std::vector<std::uint8_t>& row,
+                                    const std::vector<std::int32_t>& base, int n, int safe) {
+    const int groups = static_cast<int>(base.size());
+    std::vector<std::uint8_t> ctl(static_cast<std::size_t>(groups) * kCubicWindowControl, 0x80);
+    std::vector<std::int32_t> o[4], run(n, 1);
+    std::vector<double> c[3];
+    for (auto& v : o) v.resize(n);
+    for (auto& v : c) v.resize(n);
+    for (int k = 0; k < n; ++k) {
+        const int g = k / kQuarterGroup, e = k % kQuarterGroup;
+        const int room = std::min<int>(kQuarterWindow, static_cast<int>(row.size()) - base[g]);
+        for (int m = 0; m < 4; ++m) {
+            const int at = pick(0, room - 1);
+            ctl[g * kCubicWindowControl + m * kWindowControl / 2 + 4 * e] =
+                static_cast<std::uint8_t>(at);
+            o[m][k] = base[g] + at;
+        }
+        const double t = pick(0, 3) ? uniform(-1.5, 2.5) : pick(0, 4) / 4.0;
+        c[0][k] = 1 + t;
+        c[1][k] = t * (1 + t) * 0.5;
+        c[2][k] = (t - 1) * c[1][k] * 0.3333333333333333;
+    }
+    std::vector<float> want(n), got(n);
+    const CubicColumns x{{o[0].data(), o[1].data(), o[2].data(), o[3].data()},
+                         c[0].data(), c[1].data(), c[2].data(), n, 0, run.data()};
+    kScalar.u8.cubicH(row.data(), x, 1, want.data());
+    fast.cubicWindowH(row.data(),
+                      {base.data(), ctl.data(), c[0].data(), c[1].data(), c[2].data(), n, safe},
+                      got.data());
+    ASSERT_EQ(0, std::memcmp(want.data(), got.data(), n * sizeof(float))) << "cubic window";
+}
+
 TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
     const std::vector<int> values = quarterValues();
     for (SimdLevel level : vsktest::vectorLevels()) {
@@ -290,6 +325,7 @@ TEST(ZoomRows, QuarterKernelsMatchTheScalarRule) {
             fast.quarterH(row.data(), x, got.data());
             ASSERT_EQ(want, got) << "round " << round;
             if (fast.windowH) expectWindowKernelMatches(fast, row, base, at, n, safe);
+            if (fast.cubicWindowH) expectCubicWindowKernelMatches(fast, row, base, n, safe);
 
             std::vector<std::int16_t> a(n), b(n);
             for (int k = 0; k < n; ++k) {
