@@ -16,7 +16,7 @@ using namespace alphatest;
 
 namespace {
 
-struct RoiSpec {
+struct RoiShape {
     int coi, x, y, h, w;
 };
 
@@ -33,7 +33,7 @@ struct Role {
 using RolePtr = std::unique_ptr<Role>;
 
 RolePtr role(int n, int alpha, unsigned depth, int order, int h, int w, std::uint32_t seed,
-             RoiSpec roi = {}, int tw = 0, int th = 0) {
+             RoiShape roi = {}, int tw = 0, int th = 0) {
     auto r = std::make_unique<Role>();
     r->reference = image(n, alpha, depth, order, h, w, seed);
     if (roi.h) setRoi(r->reference.get(), roi.coi, roi.x, roi.y, roi.h, roi.w);
@@ -148,7 +148,7 @@ TEST(AlphaTiles, ConstantAlphasAndInPlaceOnTiles) {
 TEST(AlphaTiles, TilePointProducesOneDestinationTile) {
     struct Case {
         int px, py;
-        RoiSpec dstRoi;
+        RoiShape dstRoi;
         Rect produced;  // destination pixels produced
     } cases[] = {
         {70, 10, {0, 0, 0, 150, 200}, {64, 0, 64, 64}},

@@ -124,17 +124,17 @@ TEST(ArithRules, DocumentedExamples) {
 namespace {
 
 constexpr int kNoRoi = -1;
-struct ImageSpec {
+struct ImageShape {
     int nChannels, height, width;
     int roi[5];  // coi, x, y, height, width; coi kNoRoi = no ROI
 };
 struct Layout {
     const char* name;
     int order;
-    ImageSpec a, b, dst;
+    ImageShape a, b, dst;
 };
 
-std::unique_ptr<GuardedImage> build(const ImageSpec& s, unsigned depth, int order, std::uint32_t seed) {
+std::unique_ptr<GuardedImage> build(const ImageShape& s, unsigned depth, int order, std::uint32_t seed) {
     auto image = std::make_unique<GuardedImage>(s.nChannels, depth, order, s.height, s.width);
     if (s.roi[0] != kNoRoi) setRoi(image->get(), s.roi[0], s.roi[1], s.roi[2], s.roi[3], s.roi[4]);
     fillRandom(image->get(), seed);
