@@ -79,6 +79,17 @@ inline __m256d newton(__m256d p0, __m256d d1, __m256d d2, __m256d d3, __m256d c1
                          p0);
 }
 
+// Eight values of a group from its first samples and their differences, with
+// the weights of the group's columns.
+inline void storeNewton8(float* h, __m256i p0, const Differences8& d, const double* c1,
+                         const double* c2, const double* c3) {
+    const __m256d r0 = newton(lo4(p0), lo4(d.d1), lo4(d.d2), lo4(d.d3), _mm256_loadu_pd(c1),
+                              _mm256_loadu_pd(c2), _mm256_loadu_pd(c3));
+    const __m256d r1 = newton(hi4(p0), hi4(d.d1), hi4(d.d2), hi4(d.d3), _mm256_loadu_pd(c1 + 4),
+                              _mm256_loadu_pd(c2 + 4), _mm256_loadu_pd(c3 + 4));
+    storeFloats(h, r0, r1);
+}
+
 // Three or four channels: one column's channels in the lanes (a fourth lane
 // of three channels is written past the column and overwritten by the next).
 // (The tables are read through locals: the stores could alias them.)
@@ -155,12 +166,7 @@ void cubicColumns(const T* row, const CubicColumns& x, float* h) {
         const __m256i p0 = gather8(row, o[0] + i);
         const Differences8 d =
             differences(p0, gather8(row, o[1] + i), gather8(row, o[2] + i), gather8(row, o[3] + i));
-        const __m256d r0 = newton(lo4(p0), lo4(d.d1), lo4(d.d2), lo4(d.d3), _mm256_loadu_pd(c1 + i),
-                                  _mm256_loadu_pd(c2 + i), _mm256_loadu_pd(c3 + i));
-        const __m256d r1 =
-            newton(hi4(p0), hi4(d.d1), hi4(d.d2), hi4(d.d3), _mm256_loadu_pd(c1 + i + 4),
-                   _mm256_loadu_pd(c2 + i + 4), _mm256_loadu_pd(c3 + i + 4));
-        storeFloats(h + i, r0, r1);
+        storeNewton8(h + i, p0, d, c1 + i, c2 + i, c3 + i);
     }
     tailCubicH<T, 1>(row, x, 1, h, i);
 }
@@ -363,12 +369,7 @@ void cubicWindowH(const std::uint8_t* row, const CubicWindowColumns& x, float* h
                                            _mm256_shuffle_epi8(w, _mm256_loadu_si256(c + 2)),
                                            _mm256_shuffle_epi8(w, _mm256_loadu_si256(c + 3)));
         const int k = g * kQuarterGroup;
-        const __m256d r0 = newton(lo4(p0), lo4(d.d1), lo4(d.d2), lo4(d.d3), _mm256_loadu_pd(c1 + k),
-                                  _mm256_loadu_pd(c2 + k), _mm256_loadu_pd(c3 + k));
-        const __m256d r1 =
-            newton(hi4(p0), hi4(d.d1), hi4(d.d2), hi4(d.d3), _mm256_loadu_pd(c1 + k + 4),
-                   _mm256_loadu_pd(c2 + k + 4), _mm256_loadu_pd(c3 + k + 4));
-        storeFloats(h + k, r0, r1);
+        storeNewton8(h + k, p0, d, c1 + k, c2 + k, c3 + k);
     }
     tailCubicWindowH(row, x, h, g * kQuarterGroup);
 }
