@@ -88,7 +88,13 @@ inline std::int64_t strideOfBits(std::int64_t bits, int align) {
     return roundUpToUnit<std::int64_t>(bits, 8 * std::int64_t{align}) >> 3;
 }
 
-// a * b, held within +-2^60 where the product would be larger.
+// The product of two non-negative numbers, INT64_MAX where it would overflow.
+inline std::int64_t mulSat(std::int64_t a, std::int64_t b) {
+    return a != 0 && b > INT64_MAX / a ? INT64_MAX : a * b;
+}
+
+// a * b of any signs, held within +-2^60 where the product would be larger
+// (so that rounding it up to a unit cannot overflow either).
 inline std::int64_t mulClamp(std::int64_t a, std::int64_t b) {
     constexpr std::uint64_t kLimit = std::uint64_t{1} << 60;
     const bool negative = (a < 0) != (b < 0);
@@ -215,10 +221,5 @@ inline bool statusNegative() { return tvskGetErrStatus() < 0; }
 
 // Overflow-safe narrowing: true if v fits in a signed 32-bit int.
 inline bool fitsInt(std::int64_t v) { return v >= INT_MIN && v <= INT_MAX; }
-
-// The product of two non-negative numbers, INT64_MAX where it would overflow.
-inline std::int64_t mulSat(std::int64_t a, std::int64_t b) {
-    return a != 0 && b > INT64_MAX / a ? INT64_MAX : a * b;
-}
 
 }  // namespace vsk

@@ -135,7 +135,7 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
     const int partnerY = walk.partner ? roiY(walk.partner) : 0;
     RoiSwap swap(walk.partner, walk.partner ? &partnerRoi : nullptr);
     // Only a partner read into the tiles is read ahead.
-    const bool prefetch = walk.partner && (walk.mode & VSK_TILE_WRITE) &&
+    const bool readsAhead = walk.partner && (walk.mode & VSK_TILE_WRITE) &&
                           largeWalk(walk.partner, range.rows, range.cols);
     const int coi = roiCoi(tiled);
 
@@ -164,7 +164,7 @@ bool walkTiles(const TileWalk& walk, const TileRange& range, const int* dstTile,
             partnerRoi = {partnerCoi, capInt(std::int64_t{partnerX} + part.offX),
                           capInt(std::int64_t{partnerY} + part.offY), part.height, part.width};
             // The partner's part beside this one comes next.
-            const ReadAhead ahead(walk.partner, prefetch && j + 1 < j1 ? range.colSpan(j + 1).size : 0);
+            const ReadAhead ahead(walk.partner, readsAhead && j + 1 < j1 ? range.colSpan(j + 1).size : 0);
             if (!visit(context, tile.get(), part)) return false;
             releaseTile(tiled, part.col, part.row, data);
         }

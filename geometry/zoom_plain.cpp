@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "bits.hpp"
+#include "tiles.hpp"
 #include "zoom.hpp"
 #include "zoom_rows.hpp"
 
@@ -17,9 +18,6 @@ namespace vsk::zoom {
 namespace {
 
 constexpr double kThird = 0.3333333333333333;
-// Destinations of more bytes than this are written past the cache: by the
-// time the call ends, its first rows would have left the cache anyway.
-constexpr std::int64_t kStreamBytes = std::int64_t{16} << 20;
 
 struct Channels {
     int start = 0, count = 0;
@@ -613,10 +611,9 @@ void zoomSamples(const VskImage* src, const VskImage* dst, const Job& job) {
     // buffer's end.
     const int passes = plane ? std::min(job.sc.count, dst->nChannels - job.dc.start) : 1;
     const bool overlap = !plane && shape.ch > dst->nChannels;
-    // In double: the product of header fields may pass 64 bits.
-    shape.stream = !overlap && static_cast<double>(shape.cols) * shape.rows * shape.ch * passes *
-                                       sizeof(T) >
-                                   static_cast<double>(kStreamBytes);
+    // A destination larger than the caches is written past them: by the time
+    // the call ends, its first rows would have left the caches anyway.
+    shape.stream = !overlap && largeWalk(dst, shape.rows, shape.cols);
 
     Scratch scratch;
     T* staged = nullptr;
