@@ -272,11 +272,11 @@ inline void zipRow(const Rule& rule, Lane<T> d, int n, Src... src) {
 
 // Interleaved pixels of four channels, alpha last in A, B and the
 // destination: colours and alpha of each pixel in one pass (B's alpha is its
-// own fourth channel, or the complement of A's).
-template <class Op, class T, bool Premul, bool HasB>
-inline void rgbaRow(const T* A, const T* B, T* d, int n) {
-    const ColourRule<Op, T, Premul, HasB> colour;
-    const AlphaRule<Op, T, HasB> alpha;
+// own fourth channel, or the complement of A's), by the given rules.
+template <class Colour, class Alpha, class T>
+inline void rgbaPixels(const T* A, const T* B, T* d, int n) {
+    const Colour colour;
+    const Alpha alpha;
     for (int i = 0; i < n; ++i) {
         const T* pa = A + 4 * i;
         const T* pb = B + 4 * i;
@@ -289,22 +289,16 @@ inline void rgbaRow(const T* A, const T* B, T* d, int n) {
     }
 }
 
+template <class Op, class T, bool Premul, bool HasB>
+inline void rgbaRow(const T* A, const T* B, T* d, int n) {
+    rgbaPixels<ColourRule<Op, T, Premul, HasB>, AlphaRule<Op, T, HasB>>(A, B, d, n);
+}
+
 // The same pixels composed in floating point, the colours divided by the
 // result alpha.
 template <class Op, class T, bool Premul, bool HasB>
 inline void rgbaDivideRow(const T* A, const T* B, T* d, int n) {
-    const RealColourRule<Op, T, Premul, HasB> colour;
-    const RealAlphaRule<Op, T, HasB> alpha;
-    for (int i = 0; i < n; ++i) {
-        const T* pa = A + 4 * i;
-        const T* pb = B + 4 * i;
-        const std::uint32_t a = pa[3], b = pb[3];
-        T out[4];
-        for (int c = 0; c < 3; ++c)
-            out[c] = static_cast<T>(colour(std::uint32_t{pa[c]}, a, std::uint32_t{pb[c]}, b));
-        out[3] = static_cast<T>(alpha(a, b));
-        for (int c = 0; c < 4; ++c) d[4 * i + c] = out[c];
-    }
+    rgbaPixels<RealColourRule<Op, T, Premul, HasB>, RealAlphaRule<Op, T, HasB>>(A, B, d, n);
 }
 
 }  // namespace vsk::alpha
