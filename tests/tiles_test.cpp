@@ -301,42 +301,6 @@ TEST(Tiles, LargeWalkSizesSaturate) {
         EXPECT_EQ(vsk::largeWalk(&image, c.rows, c.cols), c.large) << c.rows << " x " << c.cols;
 }
 
-// A walk into tiles reads ahead the source's next part: width x pixel bytes of
-// one plane's row, only for a buffered image of whole bytes, never past its
-// buffer's end, and the enclosing request comes back when an inner one ends.
-TEST(Tiles, ReadAheadCoversTheNextPartOfABufferedSource) {
-    char buffer[64];
-    VskImage image{};
-    image.nChannels = 3;
-    image.depth = VSK_16U;
-    image.imageData = buffer;
-    image.dataSize = 64;
-    using vsk::ReadAhead;
-    EXPECT_EQ(ReadAhead::window().bytes, 0);
-    {
-        const ReadAhead outer(&image, 5);
-        EXPECT_EQ(ReadAhead::window().bytes, 30);
-        EXPECT_EQ(ReadAhead::window().end, buffer + 64);
-        image.dataOrder = VSK_DATA_ORDER_PLANE;
-        {
-            const ReadAhead inner(&image, 5);
-            EXPECT_EQ(ReadAhead::window().bytes, 10);
-        }
-        EXPECT_EQ(ReadAhead::window().bytes, 30);
-        EXPECT_EQ(ReadAhead(nullptr, 5).window().bytes, 0);
-        EXPECT_EQ(ReadAhead(&image, 0).window().bytes, 0);
-        image.depth = VSK_1U;
-        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 0);
-        image.depth = VSK_16U;
-        VskTileInfo info{};
-        image.tileInfo = &info;
-        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 0);
-        image.tileInfo = nullptr;
-        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 10);
-    }
-    EXPECT_EQ(ReadAhead::window().bytes, 0);
-}
-
 // A row of 2^31 - 1 pixels of 2^31 - 1 channels is held at 2^60 bits rather
 // than overflowing; a row of one plane of that image is exact.
 TEST(Tiles, RowBytesOfTheLargestHeaderDoNotOverflow) {
