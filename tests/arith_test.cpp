@@ -73,6 +73,8 @@ TEST(ArithRules, DocumentedExamples) {
         {ArithOp::SubRev, VSK_8U, 20, 300, 255},  // 300 - 20: the value is not clamped first
         {ArithOp::Sub, VSK_8U, 200, 300, 0},
         {ArithOp::Add, VSK_8U, 100, -20, 80},
+        {ArithOp::Add, VSK_8U, 255, -300, 0},
+        {ArithOp::Add, VSK_16S, 32767, -70000, -32768},
         {ArithOp::Add, VSK_8U, 255, INT_MAX, 255},
         {ArithOp::Sub, VSK_8U, 0, INT_MIN, 255},
         {ArithOp::Sub, VSK_8S, -120, 10, -128},
