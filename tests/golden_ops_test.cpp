@@ -17,6 +17,12 @@ void composite(VskImage* a, VskImage* b, VskImage* d) {
     alphaLast({a, b, d});
     tvskAlphaComposite(a, b, d, Op, nullptr, nullptr, nullptr, Premul, Divide, nullptr);
 }
+// A's alpha from an alpha image (B's alpha channel): B has no alpha then.
+template <int Op, int Divide>
+void compositeAlphaImage(VskImage* a, VskImage* b, VskImage* d) {
+    alphaLast({a, b, d});
+    tvskAlphaComposite(a, b, d, Op, b, nullptr, nullptr, 0, Divide, nullptr);
+}
 template <int Op, int Premul, int Divide>
 void compositeC(VskImage* a, VskImage* b, VskImage* d) {
     tvskAlphaCompositeC(a, b, d, Op, 200, 300, Premul, Divide, nullptr);
@@ -31,6 +37,12 @@ const GoldenCase kOpsCases[] = {
      [](VskImage* s, VskImage*, VskImage* d) { tvskCopy(s, d, nullptr); }},
     {"vskExchange", 0x72e4672615586239,
      [](VskImage* s, VskImage*, VskImage* d) { vskExchange(s, d, nullptr); }},
+    // A channel of interest copied into a one-channel image (all channels of
+    // three into one: nothing).
+    {"tvskCopy into one channel", 0x4bf30c6f766b593c, [](VskImage* s, VskImage*, VskImage* d) { tvskCopy(s, d, nullptr); },
+     {.channels = 1u << 3, .dstChannels = 1}},
+    {"vskExchange into one channel", 0x65fb9189958ad744, [](VskImage* s, VskImage*, VskImage* d) { vskExchange(s, d, nullptr); },
+     {.channels = 1u << 3, .dstChannels = 1}},
     {"tvskSet 200", 0x73d547c86c106706,
      [](VskImage*, VskImage*, VskImage* d) { tvskSet(d, 200, nullptr); }},
     {"tvskSet -70000", 0xd4de49272d5e8d9e,
@@ -77,7 +89,27 @@ const GoldenCase kOpsCases[] = {
     {"tvskAlphaComposite xor premultiplied", 0x32c1f249a4dbce21, composite<4, 1, 0>, kAlphaSweep},
     {"tvskAlphaComposite over divided", 0x3835ed3db319ead0, composite<0, 0, 1>, kAlphaSweep},
     {"tvskAlphaComposite atop premultiplied divided", 0xa91dd09200b9ed40, composite<3, 1, 1>, kAlphaSweep},
+    {"tvskAlphaComposite in premultiplied", 0x5905e135520c280d, composite<1, 1, 0>, kAlphaSweep},
+    {"tvskAlphaComposite out premultiplied", 0xa807b54a51bf9d94, composite<2, 1, 0>, kAlphaSweep},
+    {"tvskAlphaComposite atop premultiplied", 0x07b49f7bfe60f682, composite<3, 1, 0>, kAlphaSweep},
+    {"tvskAlphaComposite plus premultiplied", 0x9be7b66cfc278e57, composite<5, 1, 0>, kAlphaSweep},
+    {"tvskAlphaComposite in divided", 0xa43d099bf145e2bc, composite<1, 0, 1>, kAlphaSweep},
+    {"tvskAlphaComposite out premultiplied divided", 0x02b15bd190d6dee6, composite<2, 1, 1>, kAlphaSweep},
+    {"tvskAlphaComposite xor divided", 0x720629b1f71b7c83, composite<4, 0, 1>, kAlphaSweep},
+    {"tvskAlphaComposite plus divided", 0x8847baae08e635a0, composite<5, 0, 1>, kAlphaSweep},
+    {"tvskAlphaComposite xor alpha image", 0x82dbd869bd731312, compositeAlphaImage<4, 0>, kAlphaSweep},
+    {"tvskAlphaComposite over divided alpha image", 0x75f1b0d27ec8ba4f, compositeAlphaImage<0, 1>, kAlphaSweep},
     {"tvskAlphaCompositeC over", 0x35f7021b08e794d7, compositeC<0, 0, 0>, kAlphaSweepC},
+    {"tvskAlphaCompositeC in premultiplied", 0x24b0add7d5709d59, compositeC<1, 1, 0>, kAlphaSweepC},
+    {"tvskAlphaCompositeC out divided", 0xad882dbfc9a6b09c, compositeC<2, 0, 1>, kAlphaSweepC},
+    {"tvskAlphaCompositeC atop", 0xcc8eaac5b1bf5b0b, compositeC<3, 0, 0>, kAlphaSweepC},
+    {"tvskAlphaCompositeC xor premultiplied divided", 0xe4bef955c2ff4338, compositeC<4, 1, 1>, kAlphaSweepC},
+    {"tvskAlphaCompositeC own alphas", 0xd853e34497947fa0,
+     [](VskImage* a, VskImage* b, VskImage* d) {
+         alphaLast({a, b, d});
+         tvskAlphaCompositeC(a, b, d, 4, -1, -5, 0, 0, nullptr);
+     },
+     kAlphaSweep},
     {"tvskAlphaCompositeC plus premultiplied divided", 0x4973f92c90f9273c, compositeC<5, 1, 1>, kAlphaSweepC},
     {"vskPreMultiplyAlpha own alpha", 0x185ca2b672bcce8a,
      [](VskImage* s, VskImage*, VskImage*) {

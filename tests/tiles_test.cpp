@@ -11,19 +11,6 @@ using namespace vsktest;
 
 const vsk::Site kSite{"vskTest", "vsktest"};
 
-TEST(TileRange, RoiAcrossFourTiles) {
-    TiledImage t(1, VSK_8U, 0, 32, 32, 8, 8);
-    setRoi(t.get(), 0, 5, 5, 10, 10);
-    vsk::TileRange r;
-    ASSERT_TRUE(vsk::oneImageTileRange(t.get(), &r));
-    EXPECT_EQ((std::vector<int>{r.fc, r.fr, r.nc, r.nr, r.ox, r.oy}), (std::vector<int>{0, 0, 2, 2, 5, 5}));
-    // Two-image form: position from the tiled image, the smaller size (rows
-    // 5 .. 8 cross into the second tile row).
-    ImagePtr plain = makeImage(1, VSK_8U, 0, 4, 30);
-    ASSERT_TRUE(vsk::twoImageTileRange(t.get(), plain.get(), t.get(), &r));
-    EXPECT_EQ((std::vector<int>{r.rows, r.cols, r.nr}), (std::vector<int>{4, 10, 2}));
-}
-
 TEST(TileRange, PartSpans) {
     struct Case {
         int index, count, inner, tile, total;
@@ -145,64 +132,6 @@ TEST(TileWalk, PartsOrderAndTemporaryHeaders) {
     EXPECT_EQ(partner->roi, callerRoi);
     EXPECT_EQ(describe(t.log), "(2,0,0)(4,0,0)(2,1,0)(4,1,0)(2,0,1)(4,0,1)(2,1,1)(4,1,1)");
     EXPECT_EQ(t.held + t.badReleases, 0);
-}
-
-TEST(TileWalk, RefusedTileIsReportedAndStopsTheWalk) {
-    ErrorCapture capture;
-    TiledImage t(1, VSK_8U, 0, 16, 16, 8, 8);
-    setRoi(t.get(), 0, 5, 5, 10, 10);
-    t.refuse.insert({1, 0});
-    ImagePtr partner = makeImage(1, VSK_8U, 0, 16, 16);
-    VskROI* callerRoi = partner->roi;
-    vsk::TileRange range;
-    ASSERT_TRUE(vsk::oneImageTileRange(t.get(), &range));
-    vsk::TileWalk walk{t.get(), VSK_TILE_WRITE, {"vskSet", "vskSCE"}, "Error get tile to write",
-                       549, partner.get()};
-    int visits = 0;
-    EXPECT_FALSE(vsk::walkTiles(walk, range, nullptr, [&](VskImage*, const vsk::TilePart&) {
-        ++visits;
-        return true;
-    }));
-    EXPECT_EQ(visits, 1);
-    EXPECT_EQ(describe(t.log), "(2,0,0)(4,0,0)(2,1,0)");
-    EXPECT_EQ(partner->roi, callerRoi);  // put back on the early return too
-    EXPECT_EQ(reportsOf(capture), fault("vskSet", "Error get tile to write", "vskSCE", 549, -2));
-    EXPECT_EQ(tvskGetErrStatus(), -2);
-
-    // A visitor that stops leaves its tile unreleased.
-    t.log.clear();
-    t.refuse.clear();
-    EXPECT_FALSE(vsk::walkTiles(walk, range, nullptr,
-                                [&](VskImage*, const vsk::TilePart&) { return false; }));
-    EXPECT_EQ(describe(t.log), "(2,0,0)");
-}
-
-TEST(TileWalk, DestinationTileRestrictionUsesTheColumnForBothIndexes) {
-    struct Case {
-        int roiX, roiY, tc, tr;
-        const char* log;
-    } cases[] = {
-        {5, 5, 0, 0, "(2,0,0)(4,0,0)"},
-        {5, 5, 1, 1, ""},            // column past the first: nothing
-        {5, 5, 0, 1, "(2,0,0)(4,0,0)"},  // the row index starts at column - first row = 0
-        {5, 5, 2, 0, ""},            // outside the range
-        {5, 5, 0, 2, ""},            // outside the range
-        // First tile row 1: row indexes run from -1 to 0, tile rows 0 and 1.
-        {5, 13, 0, 1, "(2,0,0)(4,0,0)(2,0,1)(4,0,1)"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "tile " << c.tc << "," << c.tr << " roi at " << c.roiX
-                                        << "," << c.roiY);
-        TiledImage t(1, VSK_8U, 0, 40, 40, 8, 8);
-        setRoi(t.get(), 0, c.roiX, c.roiY, 10, 10);
-        vsk::TileRange range;
-        ASSERT_TRUE(vsk::oneImageTileRange(t.get(), &range));
-        vsk::TileWalk walk{t.get(), VSK_TILE_WRITE, kSite, "Error get tile to write", 1, nullptr};
-        const int tile[2] = {c.tc, c.tr};
-        EXPECT_TRUE(vsk::walkTiles(walk, range, tile,
-                                   [&](VskImage*, const vsk::TilePart&) { return true; }));
-        EXPECT_EQ(describe(t.log), c.log);
-    }
 }
 
 // ---- the rectangle fetch ---------------------------------------------------------
@@ -370,42 +299,6 @@ TEST(Tiles, LargeWalkSizesSaturate) {
                  {1023, 1024, false}, {0, huge, false}, {huge, 0, false}};
     for (const Case& c : cases)
         EXPECT_EQ(vsk::largeWalk(&image, c.rows, c.cols), c.large) << c.rows << " x " << c.cols;
-}
-
-// A walk into tiles reads ahead the source's next part: width x pixel bytes of
-// one plane's row, only for a buffered image of whole bytes, never past its
-// buffer's end, and the enclosing request comes back when an inner one ends.
-TEST(Tiles, ReadAheadCoversTheNextPartOfABufferedSource) {
-    char buffer[64];
-    VskImage image{};
-    image.nChannels = 3;
-    image.depth = VSK_16U;
-    image.imageData = buffer;
-    image.dataSize = 64;
-    using vsk::ReadAhead;
-    EXPECT_EQ(ReadAhead::window().bytes, 0);
-    {
-        const ReadAhead outer(&image, 5);
-        EXPECT_EQ(ReadAhead::window().bytes, 30);
-        EXPECT_EQ(ReadAhead::window().end, buffer + 64);
-        image.dataOrder = VSK_DATA_ORDER_PLANE;
-        {
-            const ReadAhead inner(&image, 5);
-            EXPECT_EQ(ReadAhead::window().bytes, 10);
-        }
-        EXPECT_EQ(ReadAhead::window().bytes, 30);
-        EXPECT_EQ(ReadAhead(nullptr, 5).window().bytes, 0);
-        EXPECT_EQ(ReadAhead(&image, 0).window().bytes, 0);
-        image.depth = VSK_1U;
-        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 0);
-        image.depth = VSK_16U;
-        VskTileInfo info{};
-        image.tileInfo = &info;
-        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 0);
-        image.tileInfo = nullptr;
-        EXPECT_EQ(ReadAhead(&image, 5).window().bytes, 10);
-    }
-    EXPECT_EQ(ReadAhead::window().bytes, 0);
 }
 
 // A row of 2^31 - 1 pixels of 2^31 - 1 channels is held at 2^60 bits rather

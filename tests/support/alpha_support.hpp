@@ -1,13 +1,12 @@
-// Compositing test support: images with an alpha channel, copies, and a
-// small, slow model of the compositing rules written from their definitions
-// (the scaled product as a rounded-down division, the operator table term by
-// term, the dividing path in plain floating point).
+// Compositing test support: images with an alpha channel, regions, and a
+// small, slow model of the integer compositing rules written from their
+// definitions (the scaled product as a rounded-down division, the operator
+// table term by term).
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -114,72 +113,16 @@ struct IntModel {
     }
 };
 
-// The dividing path: F is float at 8 bits and double at 16 bits.
-template <class F>
-struct RealModel {
-    F k, t, M;
-
-    static RealModel make8() {
-        const std::uint32_t bits = 0x37010183u;
-        float t;
-        std::memcpy(&t, &bits, 4);
-        return {0.003921569f, t, 255.0f};
-    }
-    static RealModel make16() { return {1.5259021896696422e-05, 1.1641887462193043e-10, 65535.0}; }
-
-    // Nearest integer (halves to even), capped at the maximum.
-    i64 store(F v) const {
-        return std::min<i64>(static_cast<i64>(std::nearbyint(v)), static_cast<i64>(M));
-    }
-    void eval(int op, F a, F b, F Ap, F Bp, F& c, F& r) const {
-        switch (op) {
-            case 0: c = Ap + Bp * (1 - a); r = (1 - a) * b + a; break;
-            case 1: c = Ap * b; r = a * b; break;
-            case 2: c = Ap * (1 - b); r = a * (1 - b); break;
-            case 3: c = Ap * b + Bp * (1 - a); r = b; break;
-            case 4: c = Ap * (1 - b) + Bp * (1 - a); r = a * (1 - b) + b * (1 - a); break;
-            default: c = Ap + Bp; r = a + b; break;
-        }
-    }
-    i64 colour(int op, bool premul, i64 A, i64 av, i64 B, i64 bv) const {
-        const F a = F(av) * k, b = F(bv) * k;
-        const F Ap = premul ? F(A) : F(A) * a;
-        const F Bp = premul ? F(B) : F(B) * b;
-        F c, r;
-        eval(op, a, b, Ap, Bp, c, r);
-        if (r > t) {
-            c = c / r;
-            if (c > M) c = M;
-        }
-        return store(c);
-    }
-    i64 alpha(int op, i64 av, i64 bv) const {
-        const F a = F(av) * k, b = F(bv) * k;
-        F c, r;
-        eval(op, a, b, 0, 0, c, r);
-        return store(r * M);
-    }
-};
-
-// Colour and alpha of one sample by depth and mode; bv < 0 means that B has
-// no alpha (its complement of A's alpha is used).
+// Colour and alpha of one sample by depth; bv < 0 means that B has no alpha
+// (its complement of A's alpha is used).
 struct Rules {
     int bits;
-    bool divide;
     i64 max() const { return bits == 8 ? 255 : 65535; }
     i64 complete(i64 av, i64 bv) const { return bv < 0 ? max() - av : bv; }
     i64 colour(int op, bool premul, i64 A, i64 av, i64 B, i64 bv) const {
-        bv = complete(av, bv);
-        if (!divide) return IntModel{max()}.colour(op, premul, A, av, B, bv);
-        if (bits == 8) return RealModel<float>::make8().colour(op, premul, A, av, B, bv);
-        return RealModel<double>::make16().colour(op, premul, A, av, B, bv);
+        return IntModel{max()}.colour(op, premul, A, av, B, complete(av, bv));
     }
-    i64 alpha(int op, i64 av, i64 bv) const {
-        bv = complete(av, bv);
-        if (!divide) return IntModel{max()}.alpha(op, av, bv);
-        if (bits == 8) return RealModel<float>::make8().alpha(op, av, bv);
-        return RealModel<double>::make16().alpha(op, av, bv);
-    }
+    i64 alpha(int op, i64 av, i64 bv) const { return IntModel{max()}.alpha(op, av, complete(av, bv)); }
 };
 
 }  // namespace alphatest
