@@ -73,8 +73,8 @@ TEST(Blur, MeansWorkedOutByHand) {
         for (int k = 0; k < 12; ++k) put(src.get(), k % 4, k / 4, 0, 10 * (k + 1));
         vskSetBorderMode(src.get(), c.border, 15, 0);
         if (c.border == VSK_BORDER_CONSTANT) vskSetBorderMode(src.get(), c.border, 8, 90);
-        if (c.srcRoi[3]) setRoi(src.get(), c.srcRoi[0], c.srcRoi[1], c.srcRoi[2], c.srcRoi[3], c.srcRoi[4]);
-        if (c.dstRoi[3]) setRoi(dst.get(), c.dstRoi[0], c.dstRoi[1], c.dstRoi[2], c.dstRoi[3], c.dstRoi[4]);
+        for (auto [image, r] : {std::pair{src.get(), c.srcRoi}, std::pair{dst.get(), c.dstRoi}})
+            if (r[3]) setRoi(image, r[0], r[1], r[2], r[3], r[4]);
         tvskBlur(src.get(), dst.get(), c.nRows, c.nCols, c.ax, c.ay, nullptr);
         EXPECT_EQ(samples(dst.get()), c.out);
     }
@@ -85,7 +85,8 @@ TEST(Blur, MeansWorkedOutByHand) {
     for (int x = 0; x < 6; ++x) put(src.get(), x, 0, 0, 1000), put(src.get(), x, 0, 1, second[x]);
     setRoi(src.get(), 2, 0, 0, 1, 6);
     tvskBlur(src.get(), dst.get(), 1, 2, 0, 0, nullptr);
-    EXPECT_EQ(samples(dst.get()), (std::vector<std::int64_t>{5, -1, 5, 5, 5, 15, 5, 25, 5, 35, 5, 20}));
+    EXPECT_EQ(samples(dst.get()),
+              (std::vector<std::int64_t>{5, -1, 5, 5, 5, 15, 5, 25, 5, 35, 5, 20}));
 }
 
 TEST(Blur, EdgeCases) {

@@ -33,14 +33,10 @@ struct NoiseModel {
     std::int64_t apply(unsigned from, unsigned to, std::int64_t v, int a, std::int64_t j,
                        std::int64_t i) const {
         const bool bits32 = from == VSK_32S;
-        const std::int64_t step = from == VSK_8U    ? 16
-                                  : from == VSK_16U ? 256
-                                  : to == VSK_16U   ? 65536
-                                                    : 1 << 24;
-        const std::int64_t limit = from == VSK_8U    ? 239
-                                   : from == VSK_16U ? 65279
-                                   : to == VSK_16U   ? 0x7FFEFFFF
-                                                     : 0x7EFFFFFF;
+        const int k = from == VSK_8U ? 0 : from == VSK_16U ? 1 : to == VSK_16U ? 2 : 3;
+        const std::int64_t steps[] = {16, 256, 65536, 1 << 24};
+        const std::int64_t limits[] = {239, 65279, 0x7FFEFFFF, 0x7EFFFFFF};
+        const std::int64_t step = steps[k], limit = limits[k];
         if (v >= limit) return v;
         if (!bits32 &&
             (v % step) <= static_cast<int>(9.0 * uniform[(j + 4 * i + offset[j % 1024]) % 1024]))
@@ -63,7 +59,8 @@ TEST(ReduceBits, PlainReductionsOnTheCommonRectangle) {
         unsigned from, to;
         std::vector<std::int64_t> in, out;
     } cases[] = {
-        {VSK_32S, VSK_16U, {0x12345678, -1, INT32_MAX, INT32_MIN, 0x7FFF}, {0x2468, 0xFFFF, 0xFFFF, 0, 0}},
+        {VSK_32S, VSK_16U, {0x12345678, -1, INT32_MAX, INT32_MIN, 0x7FFF},
+         {0x2468, 0xFFFF, 0xFFFF, 0, 0}},
         {VSK_32S, VSK_8U, {0x12345678, -1, INT32_MIN, 0x7FFFFF, 0x800000}, {36, 255, 0, 0, 1}},
         {VSK_16U, VSK_8U, {0x1234, 0xFFFF, 0xFF, 0x100, 0x8000}, {0x12, 0xFF, 0, 1, 0x80}},
         {VSK_8U, VSK_1U, {127, 128, 0, 255, 1, 129, 100, 200, 128}, {0, 1, 0, 1, 0, 1, 0, 1, 1}},
