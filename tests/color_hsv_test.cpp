@@ -45,9 +45,11 @@ TEST(HueConversions, FormulasAtEveryDepth) {
         {vskHSV2RGB, VSK_8U, {170, 90, 240}, {240, 156, 185}},
         {vskHSV2RGB, VSK_16U, {200, 40000, 50000}, {19481, 39827, 50000}},
         {vskHSV2RGB, VSK_16U, {360, 65535, 65535}, {65535, 0, 0}},  // 360 is sector 0
+        {vskHSV2RGB, VSK_16U, {400, 65535, 65535}, {65535, 0, 21844}},  // sector 6 as 5
         {vskHSV2RGB, VSK_32S, {300, 2000000000, 1000000000}, {1000000000, 68677424, 999999999}},
         {vskHLS2RGB, VSK_8U, {0, 77, 0}, {77, 77, 77}},
         {vskHLS2RGB, VSK_8U, {0, 127, 255}, {254, 0, 0}},
+        {vskHLS2RGB, VSK_8U, {0, 128, 255}, {255, 1, 1}},  // from 128 up: L + S - L S
         {vskHLS2RGB, VSK_8U, {100, 100, 200}, {22, 126, 178}},
         {vskHLS2RGB, VSK_8U, {170, 200, 90}, {220, 180, 193}},
         {vskHLS2RGB, VSK_16U, {200, 30000, 40000}, {11689, 36103, 48310}},

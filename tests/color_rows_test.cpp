@@ -135,33 +135,28 @@ void checkSpread(std::mt19937& rng, SimdLevel level, SpreadRow fast, SpreadRow s
 TEST(GrayRows, ColourToGreyKernelsGiveTheScalarBits) {
     std::mt19937 rng(13);
     const GrayRows& scalar = grayRowsFor(SimdLevel::Scalar);
-    for (SimdLevel level : vsktest::vectorLevels()) {
-        const GrayRows& fast = grayRowsFor(level);
+    for (SimdLevel level : vsktest::vectorLevels())
         for (int layout = 0; layout < kGrayLayouts; ++layout) {
-            const auto& f = fast.luma;
+            const auto& f = grayRowsFor(level).luma;
             const auto& s = scalar.luma;
-            checkLuma<std::uint8_t, std::uint8_t>(rng, level, f[0][layout][0], s[0][layout][0],
-                                                  layout);
-            checkLuma<std::uint8_t, std::uint16_t>(rng, level, f[0][layout][1], s[0][layout][1],
-                                                   layout);
-            checkLuma<std::uint16_t, std::uint8_t>(rng, level, f[1][layout][0], s[1][layout][0],
-                                                   layout);
-            checkLuma<std::uint16_t, std::uint16_t>(rng, level, f[1][layout][1], s[1][layout][1],
-                                                    layout);
+            using U8 = std::uint8_t;
+            using U16 = std::uint16_t;
+            checkLuma<U8, U8>(rng, level, f[0][layout][0], s[0][layout][0], layout);
+            checkLuma<U8, U16>(rng, level, f[0][layout][1], s[0][layout][1], layout);
+            checkLuma<U16, U8>(rng, level, f[1][layout][0], s[1][layout][0], layout);
+            checkLuma<U16, U16>(rng, level, f[1][layout][1], s[1][layout][1], layout);
         }
-    }
 }
 
 TEST(GrayRows, GreyToColourKernelsGiveTheScalarBits) {
     std::mt19937 rng(17);
     const GrayRows& scalar = grayRowsFor(SimdLevel::Scalar);
-    for (SimdLevel level : vsktest::vectorLevels()) {
-        const GrayRows& fast = grayRowsFor(level);
+    for (SimdLevel level : vsktest::vectorLevels())
         for (int layout = 0; layout < kGrayLayouts; ++layout) {
-            const auto& f = fast.spread;
+            const auto& f = grayRowsFor(level).spread;
             const auto& s = scalar.spread;
-            checkSpread<std::uint8_t>(rng, level, f[kSpread8U][layout], s[kSpread8U][layout],
-                                      layout, kSpread8U);
+            checkSpread<std::uint8_t>(rng, level, f[kSpread8U][layout], s[kSpread8U][layout], layout,
+                                      kSpread8U);
             checkSpread<std::uint16_t>(rng, level, f[kSpread16U][layout], s[kSpread16U][layout],
                                        layout, kSpread16U);
             checkSpread<std::int32_t>(rng, level, f[kSpread32S][layout], s[kSpread32S][layout],
@@ -169,5 +164,4 @@ TEST(GrayRows, GreyToColourKernelsGiveTheScalarBits) {
             checkSpread<void>(rng, level, f[kSpread1U][layout], s[kSpread1U][layout], layout,
                               kSpread1U);
         }
-    }
 }

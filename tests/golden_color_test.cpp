@@ -46,6 +46,25 @@ const GoldenCase kColorCases[] = {
          tvskGrayToColor(s, d, 0.75f, 0.5f, 0.25f, nullptr);
      },
      {.depths = k1U, .channels = 1u << 1, .dstChannels = 3, .dstDepth = VSK_8U}},
+    // Channels found by letter, weights swapped for a first letter other than "R".
+    {"tvskColorToGray from GBR", 0x781df4f3ce38f2ae,
+     [](VskImage* s, VskImage* s2, VskImage* d) {
+         setName(s->channelSeq, "GBR");
+         colorToGray(s, s2, d);
+     },
+     withDstDepth(kToGray, VSK_8U)},
+    {"tvskGrayToColor into GRB, fractions outside 0..1", 0x75e1a591b884d62c,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         setName(d->channelSeq, "GRB");
+         tvskGrayToColor(s, d, -0.25f, 1.5f, 0.75f, nullptr);
+     },
+     {.depths = kHueDepths, .channels = 1u << 1, .dstChannels = 3}},
+    {"tvskGrayToColor from 1U into RGB", 0x69fb62e3f7e39af3,
+     [](VskImage* s, VskImage*, VskImage* d) {
+         setName(d->channelSeq, "RGB");
+         tvskGrayToColor(s, d, 0.5f, 0.25f, 1.0f, nullptr);
+     },
+     {.depths = k1U, .channels = 1u << 1, .dstChannels = 3, .dstDepth = VSK_8U}},
     // Rows of several vectors and an odd tail, for the vector kernels.
     {"tvskColorToGray wide to 8U", 0x108fa94feebe27d6, colorToGray,
      wide(withDstDepth(kToGray, VSK_8U))},

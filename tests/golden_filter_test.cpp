@@ -39,6 +39,18 @@ const GoldenCase kFilterCases[] = {
      wide({.depths = kBlurDepths})},
     {"tvskBlur 2x11 wrap, anchor outside, wide", 0xbcde1b5cb7c78274,
      blur<2, 11, 12, 0, VSK_BORDER_WRAP>, wide({.depths = kBlurDepths})},
+    // In place with a border mode per side; into another channel count.
+    {"tvskBlur 3x4 in place, a mode per side", 0xee64a7ced1c8a82b,
+     [](VskImage* s, VskImage*, VskImage*) {
+         vskSetBorderMode(s, VSK_BORDER_REPLICATE, 1, 0);
+         vskSetBorderMode(s, VSK_BORDER_REFLECT, 2, 0);
+         vskSetBorderMode(s, VSK_BORDER_WRAP, 4, 0);
+         vskSetBorderMode(s, VSK_BORDER_CONSTANT, 8, -77);
+         tvskBlur(s, s, 3, 4, 2, 1, nullptr);
+     },
+     {.depths = kBlurDepths}},
+    {"tvskBlur 2x2 into three channels", 0x8d940f67e6d98c5e, blur<2, 2, 1, 0, VSK_BORDER_REPLICATE>,
+     {.depths = kBlurDepths, .dstChannels = 3}},
 };
 
 }  // namespace

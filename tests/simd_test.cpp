@@ -18,40 +18,28 @@ SimdLevel avx2Row() { return SimdLevel::Avx2; }
 
 }  // namespace
 
-TEST(Simd, SettingNamesALevelOrNothing) {
+TEST(Simd, SettingNamesALevelThatCapsButNeverRaisesIt) {
+    // Names are exact but case-blind; any other setting leaves the level
+    // the processor allows.
+    using L = SimdLevel;
     const struct {
-        const char* text;
-        std::optional<SimdLevel> level;
-    } cases[] = {
-        {"scalar", SimdLevel::Scalar}, {"sse2", SimdLevel::Sse2}, {"ssse3", SimdLevel::Ssse3},
-        {"sse41", SimdLevel::Sse41},   {"avx2", SimdLevel::Avx2}, {"AVX2", SimdLevel::Avx2},
-        {"Scalar", SimdLevel::Scalar}, {nullptr, std::nullopt},   {"", std::nullopt},
-        {"avx", std::nullopt},         {"avx512", std::nullopt},  {"sse4.1", std::nullopt},
-        {"scalar ", std::nullopt},     {"none", std::nullopt},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(parseLevel(c.text), c.level) << (c.text ? c.text : "(null)");
-    for (int k = 0; k <= static_cast<int>(SimdLevel::Avx2); ++k)
-        EXPECT_EQ(parseLevel(levelName(static_cast<SimdLevel>(k))), static_cast<SimdLevel>(k));
-}
-
-TEST(Simd, SettingCapsButNeverRaisesTheLevel) {
-    const struct {
-        SimdLevel available;
+        L available;
         const char* setting;
-        SimdLevel used;
+        L used;
     } cases[] = {
-        {SimdLevel::Avx2, nullptr, SimdLevel::Avx2},
-        {SimdLevel::Avx2, "scalar", SimdLevel::Scalar},
-        {SimdLevel::Avx2, "ssse3", SimdLevel::Ssse3},
-        {SimdLevel::Sse2, "avx2", SimdLevel::Sse2},
-        {SimdLevel::Sse41, "sse41", SimdLevel::Sse41},
-        {SimdLevel::Sse41, "fast", SimdLevel::Sse41},
-        {SimdLevel::Scalar, "sse2", SimdLevel::Scalar},
+        {L::Avx2, nullptr, L::Avx2}, {L::Avx2, "", L::Avx2}, {L::Avx2, "scalar", L::Scalar},
+        {L::Avx2, "Scalar", L::Scalar}, {L::Avx2, "sse2", L::Sse2}, {L::Avx2, "ssse3", L::Ssse3},
+        {L::Avx2, "sse41", L::Sse41}, {L::Avx2, "sse4.1", L::Avx2}, {L::Avx2, "scalar ", L::Avx2},
+        {L::Avx2, "none", L::Avx2}, {L::Sse41, "avx2", L::Sse41}, {L::Sse41, "AVX2", L::Sse41},
+        {L::Sse41, "fast", L::Sse41}, {L::Sse2, "avx512", L::Sse2}, {L::Scalar, "sse2", L::Scalar},
     };
     for (const auto& c : cases)
         EXPECT_EQ(cappedLevel(c.available, c.setting), c.used)
             << levelName(c.available) << " " << (c.setting ? c.setting : "(null)");
+    EXPECT_EQ(parseLevel("AVX2"), SimdLevel::Avx2);
+    EXPECT_EQ(parseLevel("avx"), std::nullopt);
+    for (int k = 0; k <= static_cast<int>(SimdLevel::Avx2); ++k)
+        EXPECT_EQ(parseLevel(levelName(static_cast<SimdLevel>(k))), static_cast<SimdLevel>(k));
 }
 
 TEST(Simd, ALevelNeedsEverySetBelowIt) {
