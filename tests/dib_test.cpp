@@ -160,53 +160,50 @@ TEST(Dib, ChecksReportInOrderAndChangeNothing) {
 }
 
 TEST(DibImport, LayoutByBitCountAndTable) {
+    // Wrapped (clone 1): the DIB's own rows, pixel order, align 4; converted
+    // (clone 0): plane order, align 8. Cases alternate top-down and bottom-up.
     struct Case {
         int bits;
         std::uint32_t compression;
         bool ramp;
         int nChannels;
         unsigned depth;
-        const char *seq;
-        int clone;  // 1: wrapped, pixel order, align 4; 0: converted, plane order, align 8
+        int clone;
     } cases[] = {
-        {1, BI_RGB, true, 1, VSK_1U, "G\0\0", 1},     {1, BI_RGB, false, 3, VSK_8U, "BGR", 0},
-        {4, BI_RGB, true, 1, VSK_8U, "G\0\0", 0},     {4, BI_RGB, false, 3, VSK_8U, "BGR", 0},
-        {8, BI_RGB, true, 1, VSK_8U, "G\0\0", 1},     {8, BI_RGB, false, 3, VSK_8U, "BGR", 0},
-        {16, BI_RGB, false, 3, VSK_8U, "BGR", 0},     {16, BI_BITFIELDS, false, 3, VSK_8U, "BGR", 0},
-        {24, BI_RGB, false, 3, VSK_8U, "BGR", 1},     {32, BI_RGB, false, 4, VSK_8U, "BGRA", 1},
-        {32, BI_BITFIELDS, false, 4, VSK_8U, "BGRA", 0},
+        {1, BI_RGB, true, 1, VSK_1U, 1},   {1, BI_RGB, false, 3, VSK_8U, 0}, {4, BI_RGB, true, 1, VSK_8U, 0},
+        {4, BI_RGB, false, 3, VSK_8U, 0},  {8, BI_RGB, true, 1, VSK_8U, 1},  {8, BI_RGB, false, 3, VSK_8U, 0},
+        {16, BI_RGB, false, 3, VSK_8U, 0}, {16, BI_BITFIELDS, false, 3, VSK_8U, 0},
+        {24, BI_RGB, false, 3, VSK_8U, 1}, {32, BI_RGB, false, 4, VSK_8U, 1}, {32, BI_BITFIELDS, false, 4, VSK_8U, 0},
     };
-    for (const Case& c : cases)
-        for (int height : {3, -3}) {
-            SCOPED_TRACE(testing::Message() << c.bits << " bits, compression " << c.compression
-                                            << ", ramp " << c.ramp << ", height " << height);
-            Dib d = makeDib(c.bits, 5, height, c.compression);
-            if (c.bits <= 8) c.ramp ? setGreyRamp(d, 1 << c.bits) : setEntry(d, 0, 9, 0, 0);
-            if (c.compression == BI_BITFIELDS) setMasks(d, 0xF800, 0x07E0, 0x001F);
-            ErrorCapture capture;
-            int clone = -1;
-            VskImage* image = tvskTranslateDIB(d.header(), &clone);
-            ASSERT_NE(image, nullptr);
-            EXPECT_TRUE(capture.reports().empty());
-            EXPECT_EQ(clone, c.clone);
-            EXPECT_EQ(image->nChannels, c.nChannels);
-            EXPECT_EQ(image->alphaChannel, c.nChannels == 4 ? 4 : 0);
-            EXPECT_EQ(image->depth, c.depth);
-            EXPECT_EQ(std::memcmp(image->colorModel, c.nChannels == 1 ? "GRAY" : c.nChannels == 3 ? "RGB\0" : "RGBA", 4), 0);
-            EXPECT_EQ(std::memcmp(image->channelSeq, c.seq, 4), 0);
-            EXPECT_EQ(image->dataOrder, c.clone ? 0 : 1);
-            EXPECT_EQ(image->align, c.clone ? 4 : 8);
-            EXPECT_EQ(image->origin, height > 0 ? 1 : 0);
-            EXPECT_EQ(image->height, 3);
-            EXPECT_EQ(image->width, 5);
-            if (c.clone) {
-                // Wrapped: the DIB's own rows, nothing copied.
-                EXPECT_EQ(image->imageData, reinterpret_cast<char*>(d.bytes() + d.pixelOffset()));
-                EXPECT_EQ(image->widthStep, static_cast<int>(d.rowBytes()));
-                EXPECT_EQ(image->dataSize, 3 * image->widthStep);
-            }
-            tvskDeallocate(image, clone ? VSK_FREE_HEADER : VSK_FREE_HEADER | VSK_FREE_DATA);
+    const char* names[] = {"", "GRAYG\0\0\0", "", "RGB\0BGR\0", "RGBABGRA"};  // model, sequence
+    int height = 3;
+    for (const Case& c : cases) {
+        height = -height;
+        SCOPED_TRACE(testing::Message() << c.bits << " bits, compression " << c.compression
+                                        << ", ramp " << c.ramp << ", height " << height);
+        Dib d = makeDib(c.bits, 5, height, c.compression);
+        if (c.bits <= 8) c.ramp ? setGreyRamp(d, 1 << c.bits) : setEntry(d, 0, 9, 0, 0);
+        if (c.compression == BI_BITFIELDS) setMasks(d, 0xF800, 0x07E0, 0x001F);
+        ErrorCapture capture;
+        int clone = -1;
+        VskImage* image = tvskTranslateDIB(d.header(), &clone);
+        ASSERT_NE(image, nullptr);
+        EXPECT_TRUE(capture.reports().empty());
+        EXPECT_EQ(clone, c.clone);
+        EXPECT_EQ((std::vector<std::int64_t>{image->nChannels, image->alphaChannel, image->depth,
+                                             image->dataOrder, image->align, image->origin,
+                                             image->height, image->width}),
+                  (std::vector<std::int64_t>{c.nChannels, c.nChannels == 4 ? 4 : 0, c.depth,
+                                             1 - c.clone, c.clone ? 4 : 8, height > 0, 3, 5}));
+        EXPECT_EQ(std::memcmp(image->colorModel, names[c.nChannels], 8), 0);
+        if (c.clone) {
+            // Wrapped: the DIB's own rows, nothing copied.
+            EXPECT_EQ(image->imageData, reinterpret_cast<char*>(d.bytes() + d.pixelOffset()));
+            EXPECT_EQ(image->widthStep, static_cast<int>(d.rowBytes()));
+            EXPECT_EQ(image->dataSize, 3 * image->widthStep);
         }
+        tvskDeallocate(image, clone ? VSK_FREE_HEADER : VSK_FREE_HEADER | VSK_FREE_DATA);
+    }
 }
 
 TEST(DibImport, PalettesAndGreyRamps) {
@@ -256,9 +253,10 @@ TEST(DibImport, MaskedFieldsAreWidenedWithoutFillingLowBits) {
         {16, BI_BITFIELDS, 0xF800, 0x07E0, 0x001F, 0x8410, 128, 128, 128, -1},
         {16, BI_BITFIELDS, 0xF800, 0x07E0, 0x001F, 0xFFFF, 248, 252, 248, -1},
         {32, BI_RGB, 0, 0, 0, 0xAB123456, 0x12, 0x34, 0x56, 0},  // top byte always 0
-        // 10-bit fields give their top 8 bits; alpha is bits 30 and 31.
-        {32, BI_BITFIELDS, 0x3FF00000, 0x000FFC00, 0x000003FF,
-         0xC0000000u | (0x3FCu << 20) | (0x200u << 10) | 0x004, 0xFF, 0x80, 0x01, 0xC0},
+        // 10-bit fields give their top 8 bits; alpha is the bits above the
+        // highest field (here blue's): bits 30 and 31.
+        {32, BI_BITFIELDS, 0x000003FF, 0x000FFC00, 0x3FF00000,
+         0xC0000000u | (0x3FCu << 20) | (0x200u << 10) | 0x004, 0x01, 0x80, 0xFF, 0xC0},
         // Colour fields reaching bit 31 give an all-ones alpha mask.
         {32, BI_BITFIELDS, 0xFF000000, 0x00FF0000, 0x0000FF00, 0x11223344, 0x11, 0x22, 0x33, 0x11},
     };

@@ -129,58 +129,52 @@ TEST(ErrorStatusDeathTest, ModeHandlerAndQuietHandler) {
         testing::ExitedWithCode(1), "");
 }
 
-TEST_F(DefaultHandler, MessageAndCaptionFormats) {
+TEST_F(DefaultHandler, MessageCaptionAndButtonsByMode) {
     struct Case {
         int mode, previous, status;
         const char* func;
         const char* context;
         const char* file;
         int line;
-        const char* message;
+        const char* message;  // null: no box
         const char* caption;
         unsigned type;
+        int answer;  // a button that lets the application go on
     } cases[] = {
         {0, 0, -5, "vskCopy", "dstImage->roi->width <= 0", "vskSCE", 54,
-         "in function [vskSCE:54]:vskCopy():\ndstImage->roi->width <= 0", "Bad argument", 0x1004},
+         "in function [vskSCE:54]:vskCopy():\ndstImage->roi->width <= 0", "Bad argument", 0x1004, 7},
         {1, 0, -2, "vskSet", "Error get tile to write", "vskSCE", 549,
-         "in function [vskSCE:549]:vskSet():\nError get tile to write", "Unknown error", 0x1001},
+         "in function [vskSCE:549]:vskSet():\nError get tile to write", "Unknown error", 0x1001, 1},
         {1, 0, -4, nullptr, nullptr, nullptr, -7, "in function [:0]:<unknown>():\n",
-         "Out of memory", 0x1001},
-        {1, 0, -9, "f", "x", "g", 3, "in function [g:3]:f():\nx", "Unknown error code -9", 0x1001},
+         "Out of memory", 0x1001, 0},  // no button at all: a headless box
+        {0, 0, -9, "f", "x", "g", 3, "in function [g:3]:f():\nx", "Unknown error code -9", 0x1004, 0},
         // The trace codes: "called from", and the caption names the recorded error.
         {1, -5, -1, "vskCopy", "ctx", "vskSCE", 12, "called from [vskSCE:12]:vskCopy():\nctx",
-         "Bad argument", 0x1001},
+         "Bad argument", 0x1001, 1},
         {1, -6, -8, "vskCopy", "ctx", "vskSCE", 13, "called from [vskSCE:13]:\nvskCopy(ctx)",
-         "Unsupported function", 0x1001},
+         "Unsupported function", 0x1001, 1},
+        // Silent and unknown modes show nothing and still record the status.
+        {2, 0, -6, "f", "c", "x", 1, nullptr, "", 0, 0},
+        {5, 0, -6, "f", "c", "x", 1, nullptr, "", 0, 0},
+        {-1, 0, -6, "f", "c", "x", 1, nullptr, "", 0, 0},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.message);
+        SCOPED_TRACE(c.message ? c.message : "no box");
         g_boxes.clear();
+        g_answer = c.answer;
         vskSetErrMode(c.mode);
         vskSetErrStatus(c.previous);
         EXPECT_EQ(vskReportError(c.status, c.func, c.context, c.file, c.line), c.status);
+        EXPECT_EQ(tvskGetErrStatus(), c.status < -1 && c.status != -8 ? c.status : c.previous);
+        if (!c.message) {
+            EXPECT_TRUE(g_boxes.empty());
+            continue;
+        }
         ASSERT_EQ(g_boxes.size(), 1u);
         EXPECT_EQ(g_boxes[0].text, std::string(c.message) + (c.mode == 0 ? kLeaf : kParent));
         EXPECT_EQ(g_boxes[0].caption, std::string("VSK Library Error: ") + c.caption);
         EXPECT_EQ(g_boxes[0].type, c.type);
     }
-}
-
-TEST_F(DefaultHandler, SilentModesShowNothingAndOtherAnswersContinue) {
-    for (int mode : {2, 5, -1}) {
-        vskSetErrMode(mode);
-        EXPECT_EQ(vskReportError(-6, "f", "c", "x", 1), -6);
-        EXPECT_EQ(tvskGetErrStatus(), -6);
-    }
-    EXPECT_TRUE(g_boxes.empty());
-    // No in leaf mode; OK, or no button at all (a headless box), in parent mode.
-    for (int mode : {0, 1})
-        for (int answer : {mode == 0 ? 7 : 1, 0}) {
-            vskSetErrMode(mode);
-            g_answer = answer;
-            EXPECT_EQ(vskReportError(-5, "f", "c", "x", 1), -5);
-        }
-    EXPECT_EQ(g_boxes.size(), 4u);
 }
 
 TEST_F(DefaultHandler, LongMessagesAreCutOnlyByTheWindowsFormatter) {

@@ -123,15 +123,6 @@ TEST(Validate, TextIsFixedWidthLinesInTableOrder) {
     EXPECT_STREQ(vskHeaderErrorText(0x10000), "Bad status: unknown error");
 }
 
-TEST(Validate, HeaderReportingByMask) {
-    ErrorCapture capture;
-    Header x, ok;
-    x.h.widthStep = 0;
-    EXPECT_FALSE(vsk::reportBadHeader(&ok.h, {"vskCopy", "vskSCE"}, 55));
-    EXPECT_TRUE(vsk::reportBadHeader(&x.h, {"vskCopy", "vskSCE"}, 54));
-    EXPECT_EQ(reportsOf(capture), fault("vskCopy", line("Image widthStep is invalid"), "vskSCE", 54));
-}
-
 TEST(Validate, StandardSequenceReportsTheFirstFailingCheck) {
     struct Case {
         const char* name;

@@ -31,8 +31,3 @@ def random_image(rng, depth="8u", channels=3, order="pixel", rows=7, cols=13, **
     a = random_array(rng, depth, shape)
     return vsk.Image.from_array(a, order=order, **kw), a
 
-
-def mul(x, y, bits=8):
-    """The library's scaled product x·y / max, rounded down."""
-    t = x.astype(np.int64) * y
-    return ((t >> bits) + t + 1) >> bits
