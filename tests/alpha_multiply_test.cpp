@@ -29,6 +29,7 @@ TEST(AlphaPreMultiply, ColoursTakeTheAlpha) {
         {"own alpha at 16 bits in planes", VSK_16U, 1, 2, 2, -3, 40000, 32768, 20000, 32768},
         {"constant at 16 bits", VSK_16U, 0, 4, 4, 65535, 1234, 0, 1234, 65535},
         {"without alpha channel every channel is a colour", VSK_8U, 0, 3, 0, 51, 250, 0, 50, 0},
+        {"constant 0 is a constant: colours clear, alpha 0", VSK_8U, 0, 4, 4, 0, 200, 7, 0, 0},
     };
     for (const Case& k : cases) {
         SCOPED_TRACE(k.what);
