@@ -257,6 +257,9 @@ TEST(DibImport, MaskedFieldsAreWidenedWithoutFillingLowBits) {
         // highest field (here blue's): bits 30 and 31.
         {32, BI_BITFIELDS, 0x000003FF, 0x000FFC00, 0x3FF00000,
          0xC0000000u | (0x3FCu << 20) | (0x200u << 10) | 0x004, 0x01, 0x80, 0xFF, 0xC0},
+        // Green highest: alpha is again bits 30 and 31, not green's top bits.
+        {32, BI_BITFIELDS, 0x000003FF, 0x3FF00000, 0x000FFC00,
+         0x80000000u | (0x3FCu << 20) | (0x200u << 10) | 0x004, 0x01, 0xFF, 0x80, 0x80},
         // Colour fields reaching bit 31 give an all-ones alpha mask.
         {32, BI_BITFIELDS, 0xFF000000, 0x00FF0000, 0x0000FF00, 0x11223344, 0x11, 0x22, 0x33, 0x11},
     };
