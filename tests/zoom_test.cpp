@@ -179,8 +179,8 @@ TEST(Zoom, SignedDepthsAndUnmatchedChannelsWriteNothing) {
     EXPECT_TRUE(capture.reports().empty());
 }
 
-TEST(Zoom, CubicAtTheEdgesFitsTheNeighboursShiftedInside) {
-    // Nodes at columns 0..3 of a 4-column source; rows are equal. The cubic
+TEST(Zoom, EdgesShiftTheNeighboursInside) {
+    // Nodes at columns 0..3 of a 4-column source; rows are equal. Cubic: the one
     // through them, by its Lagrange weights, at sx = 0.5 (left edge, ix moved
     // right, t = -0.5) and sx = 3.5 (past the last column, t = 2.5).
     ImagePtr src = makeImage(1, VSK_8U, 0, 4, 4);
@@ -203,22 +203,27 @@ TEST(Zoom, CubicAtTheEdgesFitsTheNeighboursShiftedInside) {
         const int expected = std::clamp(int(std::floor(lagrange(i * 0.5) + 0.00001)), 0, 255);
         EXPECT_EQ(get(dst.get(), i, 2), expected) << "sx " << i * 0.5;
     }
+    // Linear: the line through columns 2 and 3 beyond the last one, 80 - 64 x 1.5, wraps.
+    zoom(src.get(), dst.get(), {2, 1, 1, 1}, VSK_INTER_LINEAR);
+    const int linear[8] = {0, 80, 160, 120, 80, 48, 16, -16 & 0xFF};
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(get(dst.get(), i, 2), linear[i]) << "sx " << i * 0.5;
 }
 
 TEST(Zoom, BitImagesPickBitsAtTheIntegerSteps) {
     // 5/2 across: the step is int(0.4 x 16384) = 6553, so destination bits 5,
-    // 10 and 15 still take source columns 1, 3 and 5; by 2 down. Source bits
-    // from the ROI at column 3 alternate, the second row inverted.
-    const int cols[16] = {0, 0, 0, 1, 1, 1, 2, 2, 3, 3, 3, 4, 4, 5, 5, 5};
-    ImagePtr src = makeImage(1, VSK_1U, 0, 2, 16), dst = makeImage(1, VSK_1U, 0, 4, 24, 0xFF);
+    // 10 and 15 still take source columns 1, 3 and 5; by 2 down. Of the ROI's
+    // 21 x 5 pixels the clamp keeps 19 x 3 (20 and 4 are exact, one less).
+    // Source bits from the ROI at column 3 alternate, the second row inverted.
+    const int cols[19] = {0, 0, 0, 1, 1, 1, 2, 2, 3, 3, 3, 4, 4, 5, 5, 5, 6, 6, 7};
+    ImagePtr src = makeImage(1, VSK_1U, 0, 2, 16), dst = makeImage(1, VSK_1U, 0, 6, 32, 0xFF);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 16; ++x) put(src.get(), x, y, 0, (x + y) % 2);
     setRoi(src.get(), 0, 3, 0, 2, 8);
-    setRoi(dst.get(), 0, 5, 0, 4, 16);
+    setRoi(dst.get(), 0, 5, 0, 5, 21);
     zoom(src.get(), dst.get(), {5, 2, 2, 1}, VSK_INTER_LINEAR);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 24; ++x) {
-            const bool inside = x >= 5 && x < 21;
+    for (int y = 0; y < 6; ++y)
+        for (int x = 0; x < 32; ++x) {
+            const bool inside = x >= 5 && x < 24 && y < 3;
             EXPECT_EQ(get(dst.get(), x, y), inside ? (3 + cols[x - 5] + y / 2) % 2 : 1) << x << "," << y;
         }
 }
@@ -263,18 +268,6 @@ TEST(Zoom, HeadersGrownAfterAllocationStayInTheirBuffers) {
 }
 
 namespace {
-
-// The call-back log of a walk over the tiles (tw x th) that cover the
-// clamped destination rectangle, each requested with `mode` and released.
-std::vector<TileCall> expectedWalk(int x, int y, int cols, int rows, int tw, int th, int mode) {
-    std::vector<TileCall> log;
-    for (int r = y / th; r <= (y + rows - 1) / th; ++r)
-        for (int c = x / tw; c <= (x + cols - 1) / tw; ++c) {
-            log.push_back({mode, c, r});
-            log.push_back({VSK_TILE_RELEASE, c, r});
-        }
-    return log;
-}
 
 struct TiledCase {
     unsigned depth;
@@ -392,8 +385,7 @@ TEST(ZoomTiled, EveryTiledPathMatchesThePlainRun) {
             ImagePtr out = makeImage(c.n, c.depth, c.order, 300, 290, 0);
             tiledDst.storeTo(out.get());
             EXPECT_EQ(firstDifference(out.get(), plain.get()), "");
-            EXPECT_EQ(describe(tiledDst.log),
-                      describe(expectedWalk(5, 100, cols, rows, 64, 40, VSK_TILE_WRITE)));
+            EXPECT_EQ(describe(tiledDst.log), walkLog(5, 100, rows, cols, 64, 40, VSK_TILE_WRITE));
             EXPECT_EQ(tiledDst.held, 0);
             EXPECT_EQ(tiledDst.badReleases, 0);
         }
