@@ -46,12 +46,14 @@ TEST(Decimate, ArgumentChecksReportInOrder) {
         {93, "srcImage->depth != dstImage->depth"}, {94, "srcImage->origin != dstImage->origin"},
         {95, "srcImage->dataOrder != dstImage->dataOrder"},
         {101, "interpolate != VSK_INTER_NN, VSK_INTER_LINEAR or VSK_INTER_CUBIC"},
-        {106, "xU <= 0"}, {107, "xL <= 0"}, {108, "yU <= 0"}, {109, "yL <= 0"}, {111, "xU > xL"}, {112, "yU > yL"},
+        {106, "xU <= 0"}, {107, "xL <= 0"}, {108, "yU <= 0"}, {109, "yL <= 0"},
+        {111, "xU > xL"}, {112, "yU > yL"},
         {375, "srcImage->depth is wrong"}};
     for (const Case& c : cases) {
         ErrorCapture capture;
         ImagePtr src = makeImage(1, c.srcDepth, 0, 8, 8, 7);
-        ImagePtr dst = makeImage(1, c.srcDepth & 0x80000000u ? c.srcDepth : VSK_8U, c.dstOrder, 8, 8, 1);
+        const unsigned dstDepth = c.srcDepth & 0x80000000u ? c.srcDepth : VSK_8U;
+        ImagePtr dst = makeImage(1, dstDepth, c.dstOrder, 8, 8, 1);
         dst->origin = c.dstOrigin;
         if (c.badDst) setRoi(dst.get(), 0, 0, 0, 0, 4);
         if (c.stickyStatus) vskSetErrStatus(-5);
@@ -125,35 +127,36 @@ TEST(Decimate, SizesCutToTheRoiAndTheCubicEndTrim) {
 // destination pixels (0..3, 0..2): two-axis, horizontal-only and vertical-only
 // variants, nominal position 0 kept exact.
 TEST(Decimate, FixedPointFormulasAtChosenPixels) {
+    constexpr int L = VSK_INTER_LINEAR, C = VSK_INTER_CUBIC;
     struct Case {
-        unsigned depth;
-        int interp;
+        int bits, interp;
         Factors f;
         int want[12];
     } cases[] = {
-        {VSK_8U, VSK_INTER_LINEAR, {2, 3, 3, 5}, {5, 97, 82, 123, 38, 137, 130, 178, 129, 109, 152, 123}},
-        {VSK_8U, VSK_INTER_LINEAR, {2, 3, 1, 2}, {5, 97, 82, 123, 49, 150, 144, 194, 181, 164, 38, 97}},
-        {VSK_8U, VSK_INTER_LINEAR, {1, 2, 2, 3}, {5, 153, 85, 57, 32, 189, 130, 111, 104, 15, 220, 210}},
-        {VSK_8U, VSK_INTER_CUBIC, {3, 4, 2, 3}, {5, 82, 110, 84, 29, 119, 153, 127, 103, 100, 136, 220}},
-        {VSK_8U, VSK_INTER_CUBIC, {5, 7, 1, 1}, {5, 91, 99, 101, 16, 106, 118, 125, 49, 143, 160, 171}},
-        {VSK_8U, VSK_INTER_CUBIC, {1, 2, 3, 5}, {5, 153, 85, 57, 35, 209, 135, 117, 139, 22, 166, 158}},
-        {VSK_16U, VSK_INTER_LINEAR, {2, 3, 3, 5}, {5, 97, 337, 762, 38, 137, 385, 817, 129, 236, 491, 931}},
-        {VSK_16U, VSK_INTER_LINEAR, {2, 3, 1, 2}, {5, 97, 337, 762, 49, 150, 399, 833, 181, 291, 549, 992}},
-        {VSK_16U, VSK_INTER_LINEAR, {1, 2, 2, 3}, {5, 153, 597, 1337, 32, 189, 642, 1391, 104, 270, 732, 1490}},
-        {VSK_16U, VSK_INTER_CUBIC, {3, 4, 2, 3}, {5, 70, 266, 594, 29, 100, 303, 637, 103, 180, 389, 729}},
-        {VSK_16U, VSK_INTER_CUBIC, {5, 7, 1, 1}, {5, 76, 293, 654, 16, 92, 312, 678, 49, 129, 354, 724}},
-        {VSK_16U, VSK_INTER_CUBIC, {1, 2, 3, 5}, {5, 153, 597, 1337, 35, 193, 647, 1397, 126, 294, 758, 1518}},
+        {8, L, {2, 3, 3, 5}, {5, 97, 82, 123, 38, 137, 130, 178, 129, 109, 152, 123}},
+        {8, L, {2, 3, 1, 2}, {5, 97, 82, 123, 49, 150, 144, 194, 181, 164, 38, 97}},
+        {8, L, {1, 2, 2, 3}, {5, 153, 85, 57, 32, 189, 130, 111, 104, 15, 220, 210}},
+        {8, C, {3, 4, 2, 3}, {5, 82, 110, 84, 29, 119, 153, 127, 103, 100, 136, 220}},
+        {8, C, {5, 7, 1, 1}, {5, 91, 99, 101, 16, 106, 118, 125, 49, 143, 160, 171}},
+        {8, C, {1, 2, 3, 5}, {5, 153, 85, 57, 35, 209, 135, 117, 139, 22, 166, 158}},
+        {16, L, {2, 3, 3, 5}, {5, 97, 337, 762, 38, 137, 385, 817, 129, 236, 491, 931}},
+        {16, L, {2, 3, 1, 2}, {5, 97, 337, 762, 49, 150, 399, 833, 181, 291, 549, 992}},
+        {16, L, {1, 2, 2, 3}, {5, 153, 597, 1337, 32, 189, 642, 1391, 104, 270, 732, 1490}},
+        {16, C, {3, 4, 2, 3}, {5, 70, 266, 594, 29, 100, 303, 637, 103, 180, 389, 729}},
+        {16, C, {5, 7, 1, 1}, {5, 76, 293, 654, 16, 92, 312, 678, 49, 129, 354, 724}},
+        {16, C, {1, 2, 3, 5}, {5, 153, 597, 1337, 35, 193, 647, 1397, 126, 294, 758, 1518}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << "depth " << c.depth << " interp " << c.interp << " "
-                                        << c.f.xU << "/" << c.f.xL << " " << c.f.yU << "/" << c.f.yL);
-        const int top = c.depth == VSK_8U ? 256 : 65536;
-        ImagePtr src = makeImage(1, c.depth, 0, 12, 12);
+        SCOPED_TRACE(testing::Message() << c.bits << " bits, interp " << c.interp << " " << c.f.xU
+                                        << "/" << c.f.xL << " " << c.f.yU << "/" << c.f.yL);
+        const unsigned depth = c.bits == 8 ? VSK_8U : VSK_16U;
+        ImagePtr src = makeImage(1, depth, 0, 12, 12), dst = makeImage(1, depth, 0, 8, 8);
         for (int y = 0; y < 12; ++y)
-            for (int x = 0; x < 12; ++x) put(src.get(), x, y, 0, (37 * x * x + 11 * y * y + 3 * x * y + 5) % top);
-        ImagePtr dst = makeImage(1, c.depth, 0, 8, 8);
+            for (int x = 0; x < 12; ++x)
+                put(src.get(), x, y, 0, (37 * x * x + 11 * y * y + 3 * x * y + 5) % (1 << c.bits));
         tvskDecimate(src.get(), dst.get(), c.f.xU, c.f.xL, c.f.yU, c.f.yL, c.interp, nullptr);
-        for (int k = 0; k < 12; ++k) EXPECT_EQ(get(dst.get(), k % 4, k / 4), c.want[k]) << k % 4 << "," << k / 4;
+        for (int k = 0; k < 12; ++k)
+            EXPECT_EQ(get(dst.get(), k % 4, k / 4), c.want[k]) << k % 4 << "," << k / 4;
     }
 }
 
@@ -167,7 +170,8 @@ TEST(Decimate, BitsArePickedIntoAnyBitOffset) {
         tvskDecimate(src.get(), dst.get(), 1, 2, 1, 2, VSK_INTER_LINEAR, nullptr);
         for (int x = 0; x < 24; ++x) {
             const bool inside = x >= offset && x < offset + 12;
-            EXPECT_EQ(get(dst.get(), x, 0), inside ? (2 * (x - offset)) % 3 == 0 : 1) << offset << ": " << x;
+            EXPECT_EQ(get(dst.get(), x, 0), inside ? (2 * (x - offset)) % 3 == 0 : 1)
+                << offset << ": " << x;
         }
     }
 }
@@ -218,8 +222,8 @@ TEST(Decimate, TiledImagesMatchThePlainRun) {
         const auto tsp = tiledCopy(src.get(), 16, 16), tdp = tiledCopy(dst.get(), 8, 8);
         TiledImage &ts = *tsp, &td = *tdp;
         tvskDecimate(src.get(), want.get(), c.f.xU, c.f.xL, c.f.yU, c.f.yL, c.interp, nullptr);
-        tvskDecimate(c.tiledSrc ? ts.get() : src.get(), c.tiledDst ? td.get() : dst.get(), c.f.xU, c.f.xL,
-                     c.f.yU, c.f.yL, c.interp, nullptr);
+        tvskDecimate(c.tiledSrc ? ts.get() : src.get(), c.tiledDst ? td.get() : dst.get(), c.f.xU,
+                     c.f.xL, c.f.yU, c.f.yL, c.interp, nullptr);
         if (c.tiledDst) td.storeTo(dst.get());
         // The plain run ends one column short when a cubic source is tiled: the
         // plain run writes 21 columns from x = 1, the tiled one the 22nd too.
@@ -232,7 +236,8 @@ TEST(Decimate, TiledImagesMatchThePlainRun) {
                         changed += get(dst.get(), x, y, ch) != get(want.get(), x, y, ch);
                         continue;
                     }
-                    ASSERT_EQ(get(dst.get(), x, y, ch), get(want.get(), x, y, ch)) << x << "," << y << "," << ch;
+                    ASSERT_EQ(get(dst.get(), x, y, ch), get(want.get(), x, y, ch))
+                        << x << "," << y << "," << ch;
                 }
         EXPECT_EQ(changed > 0, extra);
         EXPECT_TRUE(!c.srcLog || describe(ts.log) == walkLog(0, 0, 40, 36, 16, 16, VSK_TILE_READ));

@@ -39,7 +39,8 @@ const GoldenCase kGeometryCases[] = {
     {"tvskMirror 1-bit long rows axis -1", 0xdd3317bad99d86e9, mirror<-1>,
      {.depths = k1U, .width = 613}},
     // Pixels of 2 and 5 channels: sizes with and without a row kernel.
-    {"tvskMirror 2 and 5 channels axis -1", 0x55612ccb7dee250b, mirror<-1>, {.channels = 1u << 2 | 1u << 5}},
+    {"tvskMirror 2 and 5 channels axis -1", 0x55612ccb7dee250b, mirror<-1>,
+     {.channels = 1u << 2 | 1u << 5}},
     {"tvskMirror 2 and 5 channels in place axis 1", 0x4bf9815da32ae745, mirrorInPlace<1>,
      {.channels = 1u << 2 | 1u << 5}},
 
@@ -89,9 +90,10 @@ const GoldenCase kGeometryCases[] = {
      {.depths = kZoomDepths}},
     {"tvskDecimate linear 7/8 by 4/9", 0x44236a88583fa2c6, decimate<7, 8, 4, 9, VSK_INTER_LINEAR>,
      {.depths = kZoomDepths}},
-    {"tvskDecimate cubic 255/256 by 2/5", 0x10bf19bcde870bc9, decimate<255, 256, 2, 5, VSK_INTER_CUBIC>,
+    {"tvskDecimate cubic 255/256 by 2/5", 0x10bf19bcde870bc9,
+     decimate<255, 256, 2, 5, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
+    {"tvskDecimate copy", 0x37a58426af87ad2d, decimate<1, 1, 1, 1, VSK_INTER_CUBIC>,
      {.depths = kZoomDepths}},
-    {"tvskDecimate copy", 0x37a58426af87ad2d, decimate<1, 1, 1, 1, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
     // Wide rows through the row kernels: picks, both axes, one axis.
     {"tvskDecimate wide nearest", 0x296c7ae211b27a47, decimate<2, 3, 3, 4, VSK_INTER_NN>,
      wide({.depths = kZoomDepths})},

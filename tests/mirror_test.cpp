@@ -68,7 +68,8 @@ TEST(Mirror, EachRuleOnSmallImages) {
         for (int y = 0; y < 5; ++y)
             for (int x = 0; x < 7; ++x)
                 for (int ch = 0; ch < c.n; ++ch)
-                    put(src.get(), x, y, ch, c.depth == VSK_1U ? (x * 7 + y * 3) % 5 < 2 : 10 * y + x + 100 * ch);
+                    put(src.get(), x, y, ch,
+                        c.depth == VSK_1U ? (x * 7 + y * 3) % 5 < 2 : 10 * y + x + 100 * ch);
         if (c.sRows) setRoi(src.get(), c.coi, c.sx, c.sy, c.sRows, c.sCols);
         if (c.dRows) setRoi(dst.get(), c.coi, c.dx, c.dy, c.dRows, c.dCols);
         VskImage* to = c.inPlace ? src.get() : dst.get();
@@ -81,11 +82,13 @@ TEST(Mirror, EachRuleOnSmallImages) {
             for (int x = 0; x < to->width; ++x)
                 for (int ch = 0; ch < c.n; ++ch) {
                     const int i = y - (r ? r->yOffset : 0), j = x - (r ? r->xOffset : 0);
-                    const bool inside = i >= 0 && i < rows && j >= 0 && j < cols && (!c.coi || ch == c.coi - 1);
+                    const bool inside = i >= 0 && i < rows && j >= 0 && j < cols &&
+                                        (!c.coi || ch == c.coi - 1);
                     const int srcX = (c.sRows ? c.sx : 0) + (c.flip != 0 ? cols - 1 - j : j);
                     const int srcY = (c.sRows ? c.sy : 0) + (c.flip != 1 ? rows - 1 - i : i);
-                    ASSERT_EQ(get(to, x, y, ch), inside ? get(before.get(), srcX, srcY, ch) : get(old.get(), x, y, ch))
-                        << x << "," << y << "," << ch;
+                    const std::int64_t want =
+                        inside ? get(before.get(), srcX, srcY, ch) : get(old.get(), x, y, ch);
+                    ASSERT_EQ(get(to, x, y, ch), want) << x << "," << y << "," << ch;
                 }
     }
     // Pixel-order source, plane-order destination: written as pixel order.

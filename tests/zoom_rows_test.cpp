@@ -240,7 +240,8 @@ TEST(ZoomRows, QuarterRuleGivesTheDoubleFormulasBytes) {
 void expectWindowKernelsMatch(const ZoomKernels& fast, const std::vector<std::uint8_t>& row,
                               const std::vector<std::int32_t>& base, int n, int safe) {
     const std::size_t groups = base.size();
-    std::vector<std::uint8_t> lin(groups * kWindowControl, 0x80), cub(groups * kCubicWindowControl, 0x80);
+    std::vector<std::uint8_t> lin(groups * kWindowControl, 0x80);
+    std::vector<std::uint8_t> cub(groups * kCubicWindowControl, 0x80);
     std::vector<std::int32_t> o[4], run(n, 1);
     std::vector<double> f(n), c[3];
     for (auto& v : o) v.resize(n);
@@ -270,8 +271,9 @@ void expectWindowKernelsMatch(const ZoomKernels& fast, const std::vector<std::ui
         const CubicColumns x{{o[0].data(), o[1].data(), o[2].data(), o[3].data()},
                              c[0].data(), c[1].data(), c[2].data(), n, 0, run.data()};
         kScalar.u8.cubicH(row.data(), x, 1, want.data());
-        fast.cubicWindowH(row.data(), {base.data(), cub.data(), c[0].data(), c[1].data(), c[2].data(), n, safe},
-                          got.data());
+        const CubicWindowColumns w{base.data(), cub.data(), c[0].data(), c[1].data(),
+                                   c[2].data(), n, safe};
+        fast.cubicWindowH(row.data(), w, got.data());
         ASSERT_EQ(0, std::memcmp(want.data(), got.data(), n * sizeof(float))) << "cubic window";
     }
 }

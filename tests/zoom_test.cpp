@@ -102,7 +102,8 @@ TEST(Zoom, WorkedLinearExampleWrapsTheExtrapolatedValue) {
             const int expected[] = {0, 0, 0, c.hi / 2, c.hi, c.last};
             for (int a = 0; a < 6; ++a)
                 for (int k = 0; k < 4; ++k)
-                    EXPECT_EQ(get(dst.get(), down ? k : a, down ? a : k), expected[a]) << down << " " << a;
+                    EXPECT_EQ(get(dst.get(), down ? k : a, down ? a : k), expected[a])
+                        << down << " " << a;
         }
     EXPECT_TRUE(capture.reports().empty());
 }
@@ -224,7 +225,8 @@ TEST(Zoom, BitImagesPickBitsAtTheIntegerSteps) {
     for (int y = 0; y < 6; ++y)
         for (int x = 0; x < 32; ++x) {
             const bool inside = x >= 5 && x < 24 && y < 3;
-            EXPECT_EQ(get(dst.get(), x, y), inside ? (3 + cols[x - 5] + y / 2) % 2 : 1) << x << "," << y;
+            EXPECT_EQ(get(dst.get(), x, y), inside ? (3 + cols[x - 5] + y / 2) % 2 : 1)
+                << x << "," << y;
         }
 }
 
@@ -240,7 +242,8 @@ TEST(Zoom, DestinationWithoutRoiTakesTheSourceChannelCount) {
         zoom(src.get(), dst.get(), {2, 1, 2, 1}, VSK_INTER_NN);
         for (int y = 0; y < 4; ++y)
             for (int x = 0; x < 8; ++x)
-                ASSERT_EQ(get(dst.get(), x, y), get(src.get(), x / 2, y / 2, 0)) << order << ": " << x << "," << y;
+                ASSERT_EQ(get(dst.get(), x, y), get(src.get(), x / 2, y / 2, 0))
+                    << order << ": " << x << "," << y;
     }
 }
 
