@@ -59,14 +59,15 @@ TEST(Mirror, EachRuleOnSmallImages) {
         {"in place, odd columns", VSK_8S, 5, 0, 0, 1, true, 0, 1, 0, 5, 5, 0, 0, 0, 0},
         {"coi 2 of 3", VSK_8U, 3, 0, 0, -1, false, 2, 1, 1, 4, 6, 2, 0, 5, 6},
         {"smaller destination ROI", VSK_16U, 1, 0, 0, -1, false, 0, 1, 1, 4, 6, 3, 2, 2, 3},
+        {"source ROI wider than its room", VSK_8U, 1, 0, 0, 1, false, 0, 6, 1, 3, 9, 0, 0, 0, 0},
         {"1-bit from odd bits", VSK_1U, 1, 0, 0, -1, false, 0, 3, 1, 4, 4, 5, 0, 4, 5},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.rule);
-        ImagePtr src = makeImage(c.n, c.depth, c.srcOrder, 5, 7);
+        ImagePtr src = makeImage(c.n, c.depth, c.srcOrder, 5, 8);
         ImagePtr dst = makeImage(c.n, c.depth, c.dstOrder, 5, 9, 0xEE);
         for (int y = 0; y < 5; ++y)
-            for (int x = 0; x < 7; ++x)
+            for (int x = 0; x < 8; ++x)
                 for (int ch = 0; ch < c.n; ++ch)
                     put(src.get(), x, y, ch,
                         c.depth == VSK_1U ? (x * 7 + y * 3) % 5 < 2 : 10 * y + x + 100 * ch);
@@ -76,7 +77,9 @@ TEST(Mirror, EachRuleOnSmallImages) {
         ImagePtr before = copyOf(src.get()), old = copyOf(to);
         const VskROI* r = to->roi;
         const int rows = std::min(c.sRows ? c.sRows : 5, r ? r->height : to->height);
-        const int cols = std::min(c.sCols ? c.sCols : 7, r ? r->width : to->width);
+        // A source ROI wider than the room right of it has height - yOffset columns.
+        const int sCols = !c.sRows ? 8 : c.sCols > 8 - c.sx ? 5 - c.sy : c.sCols;
+        const int cols = std::min(sCols, r ? r->width : to->width);
         tvskMirror(src.get(), to, c.flip, nullptr);
         for (int y = 0; y < to->height; ++y)
             for (int x = 0; x < to->width; ++x)
