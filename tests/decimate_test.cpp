@@ -1,5 +1,6 @@
-// Decimate: argument checks, the sampling positions and fixed-point formulas
-// against a per-pixel model, tiled sources and destinations, dstTile.
+// Decimate: argument checks, sampling positions, sizes and the fixed-point
+// formulas at chosen pixels, 1-bit offsets, tiled sources and destinations,
+// dstTile, and the row kernels of every instruction set against the plain ones.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 
 #include "../geometry/decim_rows.hpp"
 #include "../geometry/decimate.hpp"
-#include "support/vsktest.hpp"
+#include "support/samples.hpp"
 
 using namespace vsktest;
 
@@ -19,141 +20,6 @@ namespace {
 struct Factors {
     int xU, xL, yU, yL;
 };
-
-// ---- the model: every rule stated per pixel, literally ---------------------------
-
-struct Sample {
-    int index, frac;
-    bool exact;  // nominal position 0 of an interpolated axis
-};
-
-// Positions from start while below end; interpolated axes sample one 1/256
-// early, except a nominal 0, which stays exact.
-std::vector<Sample> samples(std::int64_t start, std::int64_t step, std::int64_t end, bool interp) {
-    std::vector<Sample> out;
-    std::int64_t x = interp ? start - 1 : start;
-    if (interp && start == 0 && end > 0) {
-        out.push_back({0, 0, true});
-        x = start + step - 1;
-    }
-    for (; x < (interp ? end - 1 : end); x += step)
-        out.push_back({static_cast<int>(x >> 8), interp ? static_cast<int>(x & 255) : 0, false});
-    return out;
-}
-
-std::int64_t lerp1(std::int64_t p0, std::int64_t p1, std::int64_t f) {
-    return ((((256 - f) * p0 + f * p1) >> 7) + 1) >> 1;
-}
-std::int64_t cubic6(const std::int64_t (&p)[4], std::int64_t f) {
-    const std::int64_t f2 = (f * f) >> 8, f3 = (f * f * f) >> 16;
-    return 6 * p[1] + ((f2 * (3 * p[0] - 6 * p[1] + 3 * p[2]) + f3 * (3 * p[1] - p[0] - 3 * p[2] + p[3]) +
-                        f * (-2 * p[0] - 3 * p[1] + 6 * p[2] - p[3])) >> 8);
-}
-
-// The destination pixels (rows x cols x channels) the rules predict.
-struct Prediction {
-    int cols = 0, rows = 0, channels = 0;
-    std::vector<std::int64_t> v;
-};
-
-Prediction predict(const VskImage* src, const VskImage* dst, Factors f, int interp, bool tiledSrc) {
-    const bool xi = f.xL % f.xU == 0, yi = f.yL % f.yU == 0;
-    if (src->width < 4 || src->height < 4 || (xi && yi)) interp = 0;
-    const VskROI none{0, 0, 0, src->height, src->width}, dnone{0, 0, 0, dst->height, dst->width};
-    const VskROI& sr = src->roi ? *src->roi : none;
-    const VskROI& dr = dst->roi ? *dst->roi : dnone;
-    const std::int64_t srcCols = std::min(sr.width, src->width - sr.xOffset);
-    const std::int64_t srcRows = std::min(sr.height, src->height - sr.yOffset);
-    const std::int64_t dCols = std::min<std::int64_t>(std::min(dr.width, dst->width - dr.xOffset), f.xU * srcCols / f.xL);
-    const std::int64_t dRows = std::min<std::int64_t>(std::min(dr.height, dst->height - dr.yOffset), f.yU * srcRows / f.yL);
-    const std::int64_t stepX = f.xL * 256LL / f.xU, stepY = f.yL * 256LL / f.yU;
-    const std::int64_t startX = sr.xOffset * 256LL + (interp == 0 && !xi ? 128 : 0);
-    const std::int64_t startY = sr.yOffset * 256LL + (interp == 0 && !yi ? 128 : 0);
-    std::int64_t endX = startX + stepX * std::max<std::int64_t>(dCols, 0);
-    std::int64_t endY = startY + stepY * std::max<std::int64_t>(dRows, 0);
-    if (interp == 2 && !tiledSrc) {
-        if (!yi && endY + 1 > (src->height - 1) * 256LL) endY -= stepY;
-        if (!xi && endX + 1 > (src->width - 1) * 256LL) endX -= stepY;  // the vertical step
-    }
-    const bool bits = src->depth == VSK_1U, hx = interp && !bits && !xi, hy = interp && !bits && !yi;
-    const auto xs = samples(startX, stepX, endX, hx), ys = samples(startY, stepY, endY, hy);
-    const int sc = sr.coi ? sr.coi - 1 : 0;
-    Prediction p;
-    p.cols = static_cast<int>(xs.size());
-    p.rows = static_cast<int>(ys.size());
-    p.channels = std::min(sr.coi ? 1 : src->nChannels, dr.coi ? 1 : dst->nChannels);
-    const std::int64_t top = src->depth == VSK_16U ? 65535 : 255;
-    for (int r = 0; r < p.rows; ++r)
-        for (int k = 0; k < p.cols; ++k)
-            for (int c = 0; c < p.channels; ++c) {
-                // Neighbours outside the image repeat its edge pixels.
-                auto S = [&](std::int64_t x, std::int64_t y) {
-                    return get(src, static_cast<int>(std::clamp<std::int64_t>(x, 0, src->width - 1)),
-                               static_cast<int>(std::clamp<std::int64_t>(y, 0, src->height - 1)), sc + c);
-                };
-                const Sample X = xs[k], Y = ys[r];
-                std::int64_t out;
-                if (!hx && !hy) {
-                    out = S(X.index, Y.index);
-                } else if (interp == 1) {
-                    if (hx && hy && !X.exact && !Y.exact) {
-                        const std::int64_t fx = X.frac, fy = Y.frac;
-                        const std::int64_t sum = (S(X.index + 1, Y.index) * fx + S(X.index, Y.index) * (256 - fx)) * (256 - fy) +
-                                                 (S(X.index, Y.index + 1) * (256 - fx) + S(X.index + 1, Y.index + 1) * fx) * fy;
-                        out = ((sum >> 15) + 1) >> 1;
-                    } else if (hx && !X.exact) {  // horizontal-only, or the exact first row
-                        out = lerp1(S(X.index, Y.index), S(X.index + 1, Y.index), X.frac);
-                    } else if (hy && !Y.exact) {
-                        out = lerp1(S(X.index, Y.index), S(X.index, Y.index + 1), Y.frac);
-                    } else {
-                        out = S(X.index, Y.index);
-                    }
-                } else {
-                    auto row = [&](std::int64_t y) {
-                        std::int64_t q[4];
-                        for (int t = 0; t < 4; ++t) q[t] = S(X.index - 1 + t, y);
-                        return cubic6(q, X.frac);
-                    };
-                    std::int64_t q[4];
-                    if (hx && hy && !X.exact && !Y.exact) {
-                        for (int t = 0; t < 4; ++t) q[t] = row(Y.index - 1 + t);
-                        out = cubic6(q, Y.frac) / 36;
-                    } else if (hx && !X.exact) {
-                        out = row(Y.index) / 6;
-                    } else if (hy && !Y.exact) {
-                        for (int t = 0; t < 4; ++t) q[t] = S(X.index, Y.index - 1 + t);
-                        out = cubic6(q, Y.frac) / 6;
-                    } else {
-                        out = S(X.index, Y.index);
-                    }
-                    out = std::clamp<std::int64_t>(out, 0, top);
-                }
-                p.v.push_back(out);
-            }
-    return p;
-}
-
-// The destination as it must be after the call: `before` with the predicted
-// pixels written into its ROI.
-ImagePtr expected(const VskImage* before, const Prediction& p) {
-    ImagePtr e = makeImage(before->nChannels, before->depth, before->dataOrder, before->height,
-                           before->width, 0, before->align);
-    std::memcpy(e->imageData, before->imageData, before->dataSize);
-    const VskROI* r = before->roi;
-    const int x0 = r ? r->xOffset : 0, y0 = r ? r->yOffset : 0, c0 = r && r->coi ? r->coi - 1 : 0;
-    std::size_t i = 0;
-    for (int y = 0; y < p.rows; ++y)
-        for (int x = 0; x < p.cols; ++x)
-            for (int c = 0; c < p.channels; ++c) put(e.get(), x0 + x, y0 + y, c0 + c, p.v[i++]);
-    return e;
-}
-
-
-// "" when the images are equal, padding included, else where they first differ.
-std::string difference(const VskImage* got, const VskImage* want) {
-    const std::string d = firstDifference(got, want);
-    return d.empty() && bytesOf(got) != bytesOf(want) ? "row padding" : d;
-}
 
 }  // namespace
 
@@ -170,17 +36,24 @@ TEST(Decimate, ArgumentChecksReportInOrder) {
         {VSK_16U, 1, 1, 3, {0, -1, 0, 0}, false, false, false, {93, 94, 95, 101, 106, 107, 108, 109, 111}},
         {VSK_8U, 0, 0, 1, {3, 2, 5, 4}, false, false, false, {111, 112}},
         {VSK_8U, 0, 0, 1, {1, 2, 1, 2}, false, false, true, {}},  // an earlier failure still stands
+        // Signed depths pass the checks and are refused after them.
+        {VSK_8S, 0, 0, 1, {1, 2, 1, 2}, false, false, false, {375}},
+        {VSK_16S, 0, 0, 1, {1, 2, 1, 2}, false, false, false, {375}},
+        {VSK_32S, 0, 0, 1, {1, 2, 1, 2}, false, false, false, {375}},
     };
     const std::map<int, std::string> texts = {
         {91, paddedLine("Image header is null")}, {92, paddedLine("ROI size is invalid")},
         {93, "srcImage->depth != dstImage->depth"}, {94, "srcImage->origin != dstImage->origin"},
         {95, "srcImage->dataOrder != dstImage->dataOrder"},
         {101, "interpolate != VSK_INTER_NN, VSK_INTER_LINEAR or VSK_INTER_CUBIC"},
-        {106, "xU <= 0"}, {107, "xL <= 0"}, {108, "yU <= 0"}, {109, "yL <= 0"}, {111, "xU > xL"}, {112, "yU > yL"}};
+        {106, "xU <= 0"}, {107, "xL <= 0"}, {108, "yU <= 0"}, {109, "yL <= 0"},
+        {111, "xU > xL"}, {112, "yU > yL"},
+        {375, "srcImage->depth is wrong"}};
     for (const Case& c : cases) {
         ErrorCapture capture;
         ImagePtr src = makeImage(1, c.srcDepth, 0, 8, 8, 7);
-        ImagePtr dst = makeImage(1, VSK_8U, c.dstOrder, 8, 8, 1);
+        const unsigned dstDepth = c.srcDepth & 0x80000000u ? c.srcDepth : VSK_8U;
+        ImagePtr dst = makeImage(1, dstDepth, c.dstOrder, 8, 8, 1);
         dst->origin = c.dstOrigin;
         if (c.badDst) setRoi(dst.get(), 0, 0, 0, 0, 4);
         if (c.stickyStatus) vskSetErrStatus(-5);
@@ -189,17 +62,6 @@ TEST(Decimate, ArgumentChecksReportInOrder) {
         std::string want;
         for (int line : c.lines) want += fault("vskDecimate", texts.at(line), "vskdecim", line);
         EXPECT_EQ(reportsOf(capture), want);
-        EXPECT_EQ(bytesOf(dst.get()), before);
-    }
-}
-
-TEST(Decimate, SignedDepthsAreRejectedAfterTheChecks) {
-    for (unsigned depth : {VSK_8S, VSK_16S, VSK_32S}) {
-        ErrorCapture capture;
-        ImagePtr src = makeImage(1, depth, 0, 8, 8, 5), dst = makeImage(1, depth, 0, 8, 8, 1);
-        const auto before = bytesOf(dst.get());
-        tvskDecimate(src.get(), dst.get(), 1, 2, 1, 2, VSK_INTER_LINEAR, nullptr);
-        EXPECT_EQ(reportsOf(capture), fault("vskDecimate", "srcImage->depth is wrong", "vskdecim", 375));
         EXPECT_EQ(bytesOf(dst.get()), before);
     }
 }
@@ -216,6 +78,9 @@ TEST(Decimate, SamplingPositions) {
         {12, 2, VSK_INTER_NN, {2, 3, 1, 1}, {0, 20, 30, 50, 60, 80, 90, 110}, {0, 100}},  // 128, 512, 896 ...
         // Rows 0, 2, 4 picked; columns at 0, 1.5 - 1/256, 3 - 1/256 ...
         {12, 6, VSK_INTER_LINEAR, {2, 3, 1, 2}, {0, 15, 30, 45, 60, 75, 90, 105}, {0, 200, 400}},
+        // Cubic on the ramp: 6 p1 + (60 f >> 8), over 6, truncated; one column
+        // less where the end reaches the last pixel (taken off by stepY).
+        {12, 6, VSK_INTER_CUBIC, {2, 3, 1, 2}, {0, 14, 29, 44, 59, 74, 89}, {0, 200, 400}},
         {12, 3, VSK_INTER_CUBIC, {2, 3, 2, 3}, {0, 20, 30, 50, 60, 80, 90, 110}, {0, 200}},  // 3 rows: NN
     };
     for (const Case& c : cases) {
@@ -257,54 +122,74 @@ TEST(Decimate, SizesCutToTheRoiAndTheCubicEndTrim) {
     }
 }
 
-TEST(Decimate, MatchesTheFormulasOnRandomImages) {
-    const Factors factors[] = {{1, 1, 1, 1}, {1, 2, 1, 3}, {2, 3, 2, 3}, {2, 3, 1, 2}, {1, 2, 3, 5},
-                               {3, 5, 5, 7}, {5, 7, 1, 1}, {7, 8, 4, 9}, {255, 256, 2, 5}};
-    std::mt19937 rng(2024);
-    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    std::size_t written = 0;
-    int cases = 0;
-    for (int round = 0; round < 5; ++round)
-        for (unsigned depth : {VSK_1U, VSK_8U, VSK_16U})
-            for (int interp = 0; interp < 3; ++interp)
-                for (const Factors& f : factors) {
-                    const int order = pick(0, 1), n = depth == VSK_1U ? 1 : pick(1, 4);
-                    const int w = pick(3, 60), h = pick(3, 40);
-                    ImagePtr src = makeImage(n, depth, order, h, w);
-                    ImagePtr dst = makeImage(n, depth, order, pick(10, 40), pick(10, 50));
-                    fillRandom(src.get(), rng());
-                    fillRandom(dst.get(), rng());
-                    if (pick(0, 2)) setRoi(src.get(), pick(0, n), pick(0, w - 1), pick(0, h - 1), pick(h / 2, h), pick(w / 2, w));
-                    if (pick(0, 2))
-                        setRoi(dst.get(), pick(0, n), pick(0, dst->width / 2), pick(0, dst->height / 2), pick(5, 40), pick(5, 50));
-                    SCOPED_TRACE(testing::Message() << "case " << cases++);  // deterministic: rerun to see it
-                    const Prediction p = predict(src.get(), dst.get(), f, interp, false);
-                    written += p.v.size();
-                    ImagePtr want = expected(dst.get(), p);
-                    tvskDecimate(src.get(), dst.get(), f.xU, f.xL, f.yU, f.yL, interp, nullptr);
-                    ASSERT_EQ(difference(dst.get(), want.get()), "");
-                }
-    EXPECT_GT(written, 30000u);  // the cases are not vacuous
+// Source pixel (x, y) holds (37 x^2 + 11 y^2 + 3 x y + 5) modulo the depth's
+// range; the expected values are the fixed-point formulas worked out at the
+// destination pixels (0..3, 0..2): two-axis, horizontal-only and vertical-only
+// variants, nominal position 0 kept exact.
+TEST(Decimate, FixedPointFormulasAtChosenPixels) {
+    constexpr int L = VSK_INTER_LINEAR, C = VSK_INTER_CUBIC;
+    struct Case {
+        int bits, interp;
+        Factors f;
+        int want[12];
+    } cases[] = {
+        {8, L, {2, 3, 3, 5}, {5, 97, 82, 123, 38, 137, 130, 178, 129, 109, 152, 123}},
+        {8, L, {2, 3, 1, 2}, {5, 97, 82, 123, 49, 150, 144, 194, 181, 164, 38, 97}},
+        {8, L, {1, 2, 2, 3}, {5, 153, 85, 57, 32, 189, 130, 111, 104, 15, 220, 210}},
+        {8, C, {3, 4, 2, 3}, {5, 82, 110, 84, 29, 119, 153, 127, 103, 100, 136, 220}},
+        {8, C, {5, 7, 1, 1}, {5, 91, 99, 101, 16, 106, 118, 125, 49, 143, 160, 171}},
+        {8, C, {1, 2, 3, 5}, {5, 153, 85, 57, 35, 209, 135, 117, 139, 22, 166, 158}},
+        {16, L, {2, 3, 3, 5}, {5, 97, 337, 762, 38, 137, 385, 817, 129, 236, 491, 931}},
+        {16, L, {2, 3, 1, 2}, {5, 97, 337, 762, 49, 150, 399, 833, 181, 291, 549, 992}},
+        {16, L, {1, 2, 2, 3}, {5, 153, 597, 1337, 32, 189, 642, 1391, 104, 270, 732, 1490}},
+        {16, C, {3, 4, 2, 3}, {5, 70, 266, 594, 29, 100, 303, 637, 103, 180, 389, 729}},
+        {16, C, {5, 7, 1, 1}, {5, 76, 293, 654, 16, 92, 312, 678, 49, 129, 354, 724}},
+        {16, C, {1, 2, 3, 5}, {5, 153, 597, 1337, 35, 193, 647, 1397, 126, 294, 758, 1518}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.bits << " bits, interp " << c.interp << " " << c.f.xU
+                                        << "/" << c.f.xL << " " << c.f.yU << "/" << c.f.yL);
+        const unsigned depth = c.bits == 8 ? VSK_8U : VSK_16U;
+        ImagePtr src = makeImage(1, depth, 0, 12, 12), dst = makeImage(1, depth, 0, 8, 8);
+        for (int y = 0; y < 12; ++y)
+            for (int x = 0; x < 12; ++x)
+                put(src.get(), x, y, 0, (37 * x * x + 11 * y * y + 3 * x * y + 5) % (1 << c.bits));
+        tvskDecimate(src.get(), dst.get(), c.f.xU, c.f.xL, c.f.yU, c.f.yL, c.interp, nullptr);
+        for (int k = 0; k < 12; ++k)
+            EXPECT_EQ(get(dst.get(), k % 4, k / 4), c.want[k]) << k % 4 << "," << k / 4;
+    }
 }
 
-TEST(Decimate, GuardedBuffersAtTheImageEdges) {
-    // ROIs ending at the last row and column: neighbourhoods stay inside the source.
+TEST(Decimate, BitsArePickedIntoAnyBitOffset) {
+    // Source bit x is set when x mod 4 is 0 or 1. By 2/3 the bits at block
+    // centres, 128 + 384 k in 1/256, are columns 0, 2, 3, 5, 6 ...; they go to
+    // destination bits from the ROI's offset on, the others keep their value.
+    const int cols[12] = {0, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17};
+    for (int offset : {0, 3, 7}) {
+        ImagePtr src = makeImage(1, VSK_1U, 0, 4, 24), dst = makeImage(1, VSK_1U, 0, 2, 24, 0xFF);
+        for (int x = 0; x < 24; ++x) put(src.get(), x, 0, 0, x % 4 < 2);
+        setRoi(dst.get(), 0, offset, 0, 1, 12);
+        tvskDecimate(src.get(), dst.get(), 2, 3, 1, 2, VSK_INTER_NN, nullptr);
+        for (int x = 0; x < 24; ++x) {
+            const bool inside = x >= offset && x < offset + 12;
+            EXPECT_EQ(get(dst.get(), x, 0), inside ? cols[x - offset] % 4 < 2 : 1)
+                << offset << ": " << x;
+        }
+    }
+}
+
+TEST(Decimate, GrownHeadersStayInTheirBuffers) {
+    // Headers grown after allocation over buffers that end at an inaccessible
+    // page: nothing past either buffer is touched.
     for (int order = 0; order < 2; ++order)
-        for (int interp : {VSK_INTER_LINEAR, VSK_INTER_CUBIC}) {
+        for (int interp : {VSK_INTER_NN, VSK_INTER_LINEAR, VSK_INTER_CUBIC}) {
             GuardedImage src(3, VSK_16U, order, 23, 29), dst(3, VSK_16U, order, 9, 11);
             fillRandom(src.get(), 5);
-            setRoi(src.get(), 0, 8, 5, 18, 21);
-            setRoi(dst.get(), 0, 1, 1, 8, 10);
-            ImagePtr want = expected(dst.get(), predict(src.get(), dst.get(), {5, 11, 4, 9}, interp, false));
-            tvskDecimate(src.get(), dst.get(), 5, 11, 4, 9, interp, nullptr);
-            EXPECT_EQ(difference(dst.get(), want.get()), "");
-            // Headers grown after allocation: nothing past either buffer is touched.
             src.get()->height += 9;
             src.get()->width += 2;
             dst.get()->height += 6;
-            for (VskImage* im : {src.get(), dst.get()}) tvskDeallocate(im, VSK_FREE_ROI);
             tvskDecimate(src.get(), dst.get(), 5, 11, 4, 9, interp, nullptr);
-            tvskDecimate(src.get(), dst.get(), 1, 2, 1, 3, VSK_INTER_NN, nullptr);
+            tvskDecimate(src.get(), dst.get(), 1, 2, 1, 3, interp, nullptr);
             src.get()->height -= 9;
             src.get()->width -= 2;
             dst.get()->height -= 6;
@@ -317,18 +202,16 @@ TEST(Decimate, TiledImagesMatchThePlainRun) {
         int n, order, interp;
         Factors f;
         bool tiledSrc, tiledDst;
-        const char* srcLog;  // null: not checked
-        const char* dstLog;
+        bool srcLog, dstLog;  // check the call-back logs
     } cases[] = {
-        {VSK_8U, 1, 0, VSK_INTER_NN, {1, 2, 1, 2}, true, false,
-         "(1,0,0)(4,0,0)(1,1,0)(4,1,0)(1,2,0)(4,2,0)(1,0,1)(4,0,1)(1,1,1)(4,1,1)(1,2,1)(4,2,1)(1,0,2)(4,0,2)(1,1,2)(4,1,2)(1,2,2)(4,2,2)", nullptr},
-        {VSK_8U, 3, 0, VSK_INTER_LINEAR, {2, 3, 3, 4}, false, true, nullptr,
-         "(2,0,0)(4,0,0)(2,1,0)(4,1,0)(2,2,0)(4,2,0)(2,0,1)(4,0,1)(2,1,1)(4,1,1)(2,2,1)(4,2,1)(2,0,2)(4,0,2)(2,1,2)(4,1,2)(2,2,2)(4,2,2)"},
-        // A tiled source keeps the cubic end column that a plain one would drop here.
-        {VSK_16U, 3, 1, VSK_INTER_CUBIC, {2, 3, 3, 5}, true, true, nullptr, nullptr},
-        {VSK_8U, 4, 0, VSK_INTER_CUBIC, {3, 4, 1, 2}, true, false, nullptr, nullptr},
-        {VSK_1U, 1, 0, VSK_INTER_NN, {2, 3, 3, 5}, true, true, nullptr, nullptr},
-        {VSK_16U, 2, 0, VSK_INTER_LINEAR, {5, 7, 2, 3}, true, true, nullptr, nullptr},
+        // Source tiles read row by row, each given back at once; destination tiles likewise.
+        {VSK_8U, 1, 0, VSK_INTER_NN, {1, 2, 1, 2}, true, false, true, false},
+        {VSK_8U, 3, 0, VSK_INTER_LINEAR, {2, 3, 3, 4}, false, true, false, true},
+        // A tiled source keeps the cubic end column that a plain one drops here.
+        {VSK_16U, 3, 1, VSK_INTER_CUBIC, {2, 3, 3, 5}, true, true, false, false},
+        {VSK_8U, 4, 0, VSK_INTER_CUBIC, {3, 4, 1, 2}, true, false, false, false},
+        {VSK_1U, 1, 0, VSK_INTER_NN, {2, 3, 3, 5}, true, true, false, false},
+        {VSK_16U, 2, 0, VSK_INTER_LINEAR, {5, 7, 2, 3}, true, true, false, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "depth " << c.depth << " interp " << c.interp);
@@ -337,19 +220,30 @@ TEST(Decimate, TiledImagesMatchThePlainRun) {
         fillRandom(dst.get(), 12);
         setRoi(src.get(), 0, 2, 3, 36, 33);
         setRoi(dst.get(), c.n > 1 ? 2 : 0, 1, 2, 22, 23);
-        ImagePtr want = expected(dst.get(), predict(src.get(), dst.get(), c.f, c.interp, c.tiledSrc));
+        ImagePtr want = cloneImage(dst.get());
         const auto tsp = tiledCopy(src.get(), 16, 16), tdp = tiledCopy(dst.get(), 8, 8);
         TiledImage &ts = *tsp, &td = *tdp;
-        tvskDecimate(c.tiledSrc ? ts.get() : src.get(), c.tiledDst ? td.get() : dst.get(), c.f.xU, c.f.xL, c.f.yU,
-                     c.f.yL, c.interp, nullptr);
+        tvskDecimate(src.get(), want.get(), c.f.xU, c.f.xL, c.f.yU, c.f.yL, c.interp, nullptr);
+        tvskDecimate(c.tiledSrc ? ts.get() : src.get(), c.tiledDst ? td.get() : dst.get(), c.f.xU,
+                     c.f.xL, c.f.yU, c.f.yL, c.interp, nullptr);
         if (c.tiledDst) td.storeTo(dst.get());
-        EXPECT_EQ(difference(dst.get(), want.get()), "");
-        if (c.srcLog) {
-            EXPECT_EQ(describe(ts.log), c.srcLog);
-        }
-        if (c.dstLog) {
-            EXPECT_EQ(describe(td.log), c.dstLog);
-        }
+        // The plain run ends one column short when a cubic source is tiled: the
+        // plain run writes 21 columns from x = 1, the tiled one the 22nd too.
+        const bool extra = c.tiledSrc && c.interp == VSK_INTER_CUBIC && c.f.xU == 2;
+        int changed = 0;
+        for (int y = 0; y < 24; ++y)
+            for (int x = 0; x < 24; ++x)
+                for (int ch = 0; ch < c.n; ++ch) {
+                    if (extra && x == 22) {
+                        changed += get(dst.get(), x, y, ch) != get(want.get(), x, y, ch);
+                        continue;
+                    }
+                    ASSERT_EQ(get(dst.get(), x, y, ch), get(want.get(), x, y, ch))
+                        << x << "," << y << "," << ch;
+                }
+        EXPECT_EQ(changed > 0, extra);
+        EXPECT_TRUE(!c.srcLog || describe(ts.log) == walkLog(0, 0, 40, 36, 16, 16, VSK_TILE_READ));
+        EXPECT_TRUE(!c.dstLog || describe(td.log) == walkLog(1, 2, 22, 23, 8, 8, VSK_TILE_WRITE));
         EXPECT_EQ(ts.held + td.held, 0);
         EXPECT_EQ(ts.badReleases + td.badReleases, 0);
         EXPECT_EQ(ts.log.size() % 2, 0u);

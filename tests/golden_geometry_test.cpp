@@ -38,6 +38,11 @@ const GoldenCase kGeometryCases[] = {
     {"tvskMirror wide in place axis -1", 0x00104f64ab04792c, mirrorInPlace<-1>, wide({})},
     {"tvskMirror 1-bit long rows axis -1", 0xdd3317bad99d86e9, mirror<-1>,
      {.depths = k1U, .width = 613}},
+    // Pixels of 2 and 5 channels: sizes with and without a row kernel.
+    {"tvskMirror 2 and 5 channels axis -1", 0x55612ccb7dee250b, mirror<-1>,
+     {.channels = 1u << 2 | 1u << 5}},
+    {"tvskMirror 2 and 5 channels in place axis 1", 0x4bf9815da32ae745, mirrorInPlace<1>,
+     {.channels = 1u << 2 | 1u << 5}},
 
     // Zoom: 1-bit sources fall back to nearest neighbour, signed depths are
     // passed over.
@@ -47,6 +52,13 @@ const GoldenCase kGeometryCases[] = {
      {.depths = kZoomDepths}},
     {"tvskZoom cubic", 0x22ee52bcf2cb5b9e, zoom<2, 1, 3, 2, VSK_INTER_CUBIC>,
      {.depths = kZoomDepths}},
+    // Larger and uneven factors, 2-channel pixels among them.
+    {"tvskZoom nearest 9 by 7/3", 0xc75bc3042e1343b6, zoom<9, 1, 7, 3, VSK_INTER_NN>,
+     {.depths = kZoomDepths, .channels = 1u << 1 | 1u << 2 | 1u << 4}},
+    {"tvskZoom linear 9/4 by 3", 0x24dca51cad1b7f71, zoom<9, 4, 3, 1, VSK_INTER_LINEAR>,
+     {.depths = kZoomDepths, .channels = 1u << 1 | 1u << 2 | 1u << 3}},
+    {"tvskZoom cubic 7/3 by 5/2", 0x9fe9263e0177ae2f, zoom<7, 3, 5, 2, VSK_INTER_CUBIC>,
+     {.depths = kZoomDepths, .channels = 1u << 1 | 1u << 2 | 1u << 3}},
     // Wide rows through the row kernels: nearest neighbour, linear by
     // quarters (the integer rule at 8 bits), linear and cubic by other factors.
     {"tvskZoom nearest wide", 0x1080b215816a0f83, zoom<3, 2, 2, 1, VSK_INTER_NN>,
@@ -71,6 +83,17 @@ const GoldenCase kGeometryCases[] = {
      {.depths = kZoomDepths}},
     {"tvskDecimate cubic down", 0x8bafbd927b0f3903,
      decimate<1, 3, 3, 5, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
+    // The other single-axis variants, uneven factors and a copy.
+    {"tvskDecimate linear down", 0xe679059743482808, decimate<1, 2, 2, 3, VSK_INTER_LINEAR>,
+     {.depths = kZoomDepths}},
+    {"tvskDecimate cubic across", 0xf036546740d37c94, decimate<5, 7, 1, 1, VSK_INTER_CUBIC>,
+     {.depths = kZoomDepths}},
+    {"tvskDecimate linear 7/8 by 4/9", 0x44236a88583fa2c6, decimate<7, 8, 4, 9, VSK_INTER_LINEAR>,
+     {.depths = kZoomDepths}},
+    {"tvskDecimate cubic 255/256 by 2/5", 0x10bf19bcde870bc9,
+     decimate<255, 256, 2, 5, VSK_INTER_CUBIC>, {.depths = kZoomDepths}},
+    {"tvskDecimate copy", 0x37a58426af87ad2d, decimate<1, 1, 1, 1, VSK_INTER_CUBIC>,
+     {.depths = kZoomDepths}},
     // Wide rows through the row kernels: picks, both axes, one axis.
     {"tvskDecimate wide nearest", 0x296c7ae211b27a47, decimate<2, 3, 3, 4, VSK_INTER_NN>,
      wide({.depths = kZoomDepths})},

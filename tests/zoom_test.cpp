@@ -1,11 +1,8 @@
-// Zoom: the argument checks, the destination clamp, the interpolations
-// against a per-pixel model written from the formulas, and the tiled paths
-// against the plain run.
+// Zoom: the argument checks, the destination clamp, the interpolation rules
+// at worked examples and edges, and the tiled paths against the plain run.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -22,106 +19,11 @@ struct Factors {
     int xU, xL, yU, yL;
 };
 
-// Writes a value the way the zoom addresses channel c of pixel (x, y), in
-// order, and not past the end of the buffer.
-void store(VskImage* im, int x, int y, int c, std::int64_t v) {
-    const int b = static_cast<int>((im->depth & 0x7FFFFFFF) >> 3);
-    const std::int64_t step = strideOf(im);
-    std::int64_t at;
-    if (im->depth == VSK_1U) return put(im, x, y, 0, v);
-    if (im->dataOrder == VSK_DATA_ORDER_PLANE)
-        at = (std::int64_t{c} * im->height + y) * step + std::int64_t{x} * b;
-    else
-        at = y * step + (std::int64_t{x} * im->nChannels + c) * b;
-    if (at + b > step * im->height * (im->dataOrder ? im->nChannels : 1)) return;
-    auto* p = reinterpret_cast<std::uint8_t*>(im->imageData) + at;
-    p[0] = static_cast<std::uint8_t>(v);
-    if (b == 2) p[1] = static_cast<std::uint8_t>(v >> 8);
-}
-
 // The destination size after the clamp to the enlarged source.
 int clampedSize(int d, int s, double inv) {
     if (intRule((d - 1) * inv) <= s - 1) return d;
     const int n = intRule(s / inv);
     return n == s / inv ? n - 1 : n;
-}
-
-// The zoom of a plain source into a plain destination, pixel by pixel from
-// the formulas (no buffers, no incremental rows).
-void model(const VskImage* src, VskImage* dst, Factors f, int interp) {
-    if (src->depth == VSK_1U || src->width < 2 || src->height < 2) interp = VSK_INTER_NN;
-    if (interp == VSK_INTER_CUBIC && (src->width < 4 || src->height < 4)) interp = VSK_INTER_LINEAR;
-    const VskROI whole{0, 0, 0, src->height, src->width};
-    const VskROI* sr = src->roi ? src->roi : &whole;
-    const int sx0 = sr->xOffset, sy0 = sr->yOffset;
-    const int S = std::min(sr->width, src->width - sx0), SR = std::min(sr->height, src->height - sy0);
-    const int dx0 = dst->roi ? dst->roi->xOffset : 0, dy0 = dst->roi ? dst->roi->yOffset : 0;
-    int D = dst->roi ? std::min(dst->roi->width, dst->width - dx0) : dst->width;
-    int DR = dst->roi ? std::min(dst->roi->height, dst->height - dy0) : dst->height;
-    const int sStart = sr->coi ? sr->coi - 1 : 0, sCount = sr->coi ? 1 : src->nChannels;
-    const int dStart = dst->roi && dst->roi->coi ? dst->roi->coi - 1 : 0;
-    const int dCount = dst->roi ? (dst->roi->coi ? 1 : dst->nChannels) : src->nChannels;
-    if (sStart == 0 && dStart == 0 ? sCount != dCount : sCount != 1 || dCount != 1) return;
-    if (src->depth != VSK_1U && src->depth != VSK_8U && src->depth != VSK_16U) return;
-    const double xi = double(f.xL) / f.xU, yi = double(f.yL) / f.yU;
-    D = clampedSize(D, S, xi);
-    DR = clampedSize(DR, SR, yi);
-    const int lastX = src->width - sx0 - 1, lastY = src->height - sy0 - 1;
-    auto sample = [&](int x, int y, int c) -> double {
-        EXPECT_TRUE(sx0 + x >= 0 && sx0 + x < src->width && sy0 + y >= 0 && sy0 + y < src->height);
-        return double(get(src, sx0 + x, sy0 + y, sStart + c));
-    };
-    std::vector<double> sx(D), sy(DR);
-    for (int i = 1; i < D; ++i) sx[i] = sx[i - 1] + xi;
-    for (int j = 1; j < DR; ++j) sy[j] = sy[j - 1] + yi;
-    const int maxValue = src->depth == VSK_16U ? 65535 : 255;
-    // Cubic: the first of the four neighbours after the edge moves, and the weights.
-    auto cubicAt = [](double s, int offset, int size, double w[3]) {
-        int ix = intRule(s);
-        if (offset + ix == 0) ix += 1;
-        else if (offset + ix == size - 1) ix -= 2;
-        else if (offset + ix == size - 2) ix -= 1;
-        const double t = s - ix;
-        w[0] = 1 + t;
-        w[1] = t * (1 + t) * 0.5;
-        w[2] = (t - 1) * w[1] * 0.3333333333333333;
-        return ix - 1;
-    };
-    for (int j = 0; j < DR; ++j)
-        for (int i = 0; i < D; ++i)
-            for (int c = 0; c < sCount; ++c) {
-                std::int64_t v = 0;
-                if (interp == VSK_INTER_NN) {
-                    const int stepX = intRule(xi * 16384), stepY = intRule(yi * 16384);
-                    v = std::int64_t(sample(int((std::int64_t{i} * stepX) >> 14),
-                                            int((std::int64_t{j} * stepY) >> 14), c));
-                } else if (interp == VSK_INTER_LINEAR) {
-                    int ix = intRule(sx[i]), iy = intRule(sy[j]);
-                    if (ix == lastX) ix = lastX - 1;
-                    if (iy == lastY) iy = lastY - 1;
-                    const double fx = sx[i] - ix, fy = sy[j] - iy;
-                    auto h = [&](int r) {
-                        return float((sample(ix + 1, r, c) - sample(ix, r, c)) * fx + sample(ix, r, c));
-                    };
-                    const double a = h(iy), b = h(iy + 1);
-                    v = intRule((b - a) * fy + a) & maxValue;  // unsaturated
-                } else {
-                    double wx[3], wy[3];
-                    const int x0 = cubicAt(sx[i], sx0, src->width, wx);
-                    const int y0 = cubicAt(sy[j], sy0, src->height, wy);
-                    auto h = [&](int r) {
-                        const double p0 = sample(x0, r, c), p1 = sample(x0 + 1, r, c),
-                                     p2 = sample(x0 + 2, r, c), p3 = sample(x0 + 3, r, c);
-                        const double d1 = p1 - p0, d2 = (p2 - p1) - d1, d3 = (p3 - 2 * p2 + p1) - d2;
-                        return float(d3 * wx[2] + (d1 * wx[0] + d2 * wx[1]) + p0);
-                    };
-                    const double q0 = h(y0), q1 = h(y0 + 1), q2 = h(y0 + 2), q3 = h(y0 + 3);
-                    const double d1 = q1 - q0, d2 = (q2 - q1) - d1, d3 = (q3 - 2 * q2 + q1) - d2;
-                    const int r = intRule((wy[0] * d1 + q0) + wy[1] * d2 + wy[2] * d3);
-                    v = std::clamp(r, 0, maxValue);
-                }
-                store(dst, dx0 + i, dy0 + j, dStart + c, v);
-            }
 }
 
 void zoom(VskImage* src, VskImage* dst, Factors f, int interp, const int* tile = nullptr) {
@@ -184,41 +86,42 @@ TEST(Zoom, HeaderChecksAndStickyStatus) {
 }
 
 TEST(Zoom, WorkedLinearExampleWrapsTheExtrapolatedValue) {
+    // Three columns (or rows) 0, 0, hi zoomed by 2: s = 1.5, 2.0, 2.5 move
+    // back to i = 1 with f = 0.5, 1, 1.5; 1.5 hi keeps its low bits.
+    struct Case {
+        unsigned depth;
+        int hi, last;
+    } cases[] = {{VSK_8U, 200, 300 & 0xFF}, {VSK_16U, 50000, 75000 & 0xFFFF}};
     ErrorCapture capture;
-    ImagePtr src = makeImage(1, VSK_8U, 0, 2, 3);
-    for (int y = 0; y < 2; ++y) {
-        put(src.get(), 1, y, 0, 0);
-        put(src.get(), 2, y, 0, 200);
-    }
-    ImagePtr dst = makeImage(1, VSK_8U, 0, 4, 6, 7);
-    zoom(src.get(), dst.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR);
-    // sx = 1.5, 2.0, 2.5 move back to ix = 1 with fx = 0.5, 1, 1.5.
-    const int expected[] = {0, 0, 0, 100, 200, 44};
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(get(dst.get(), x, y), expected[x]) << x << "," << y;
+    for (const Case& c : cases)
+        for (bool down : {false, true}) {
+            ImagePtr src = makeImage(1, c.depth, 0, down ? 3 : 2, down ? 2 : 3);
+            for (int k = 0; k < 2; ++k) put(src.get(), down ? k : 2, down ? 2 : k, 0, c.hi);
+            ImagePtr dst = makeImage(1, c.depth, 0, down ? 6 : 4, down ? 4 : 6, 7);
+            zoom(src.get(), dst.get(), {2, 1, 2, 1}, VSK_INTER_LINEAR);
+            const int expected[] = {0, 0, 0, c.hi / 2, c.hi, c.last};
+            for (int a = 0; a < 6; ++a)
+                for (int k = 0; k < 4; ++k)
+                    EXPECT_EQ(get(dst.get(), down ? k : a, down ? a : k), expected[a])
+                        << down << " " << a;
+        }
     EXPECT_TRUE(capture.reports().empty());
 }
 
 TEST(Zoom, DestinationClampKeepsTheExactCaseOffByOne) {
+    // A constant source zooms to the same constant: the written square shows the clamp.
     struct Case {
         int srcSize, dstSize, factor, written;
     } cases[] = {{3, 7, 2, 5}, {3, 6, 2, 6}, {4, 20, 3, 11}, {5, 5, 1, 5}, {3, 10, 3, 8}};
     for (const Case& c : cases)
         for (int interp = 0; interp < 3; ++interp) {
-            SCOPED_TRACE(std::to_string(c.dstSize) + " interp " + std::to_string(interp));
-            ImagePtr src = makeImage(1, VSK_8U, 0, c.srcSize, c.srcSize);
-            fillRandom(src.get(), 3);
+            ImagePtr src = makeImage(1, VSK_8U, 0, c.srcSize, c.srcSize, 77);
             ImagePtr dst = makeImage(1, VSK_8U, 0, c.dstSize, c.dstSize, 0);
             zoom(src.get(), dst.get(), {c.factor, 1, c.factor, 1}, interp);
-            ImagePtr expected = makeImage(1, VSK_8U, 0, c.dstSize, c.dstSize, 0);
-            model(src.get(), expected.get(), {c.factor, 1, c.factor, 1}, interp);
-            EXPECT_EQ(firstDifference(dst.get(), expected.get()), "");
-            // Pixels outside the clamped square keep their fill.
             for (int y = 0; y < c.dstSize; ++y)
                 for (int x = 0; x < c.dstSize; ++x)
-                    if (x >= c.written || y >= c.written) {
-                        ASSERT_EQ(get(dst.get(), x, y), 0) << x << "," << y;
-                    }
+                    ASSERT_EQ(get(dst.get(), x, y), x < c.written && y < c.written ? 77 : 0)
+                        << c.dstSize << " interp " << interp << ": " << x << "," << y;
         }
 }
 
@@ -277,8 +180,8 @@ TEST(Zoom, SignedDepthsAndUnmatchedChannelsWriteNothing) {
     EXPECT_TRUE(capture.reports().empty());
 }
 
-TEST(Zoom, CubicAtTheEdgesFitsTheNeighboursShiftedInside) {
-    // Nodes at columns 0..3 of a 4-column source; rows are equal. The cubic
+TEST(Zoom, EdgesShiftTheNeighboursInside) {
+    // Nodes at columns 0..3 of a 4-column source; rows are equal. Cubic: the one
     // through them, by its Lagrange weights, at sx = 0.5 (left edge, ix moved
     // right, t = -0.5) and sx = 3.5 (past the last column, t = 2.5).
     ImagePtr src = makeImage(1, VSK_8U, 0, 4, 4);
@@ -301,70 +204,30 @@ TEST(Zoom, CubicAtTheEdgesFitsTheNeighboursShiftedInside) {
         const int expected = std::clamp(int(std::floor(lagrange(i * 0.5) + 0.00001)), 0, 255);
         EXPECT_EQ(get(dst.get(), i, 2), expected) << "sx " << i * 0.5;
     }
+    // Linear: the line through columns 2 and 3 beyond the last one, 80 - 64 x 1.5, wraps.
+    zoom(src.get(), dst.get(), {2, 1, 1, 1}, VSK_INTER_LINEAR);
+    const int linear[8] = {0, 80, 160, 120, 80, 48, 16, -16 & 0xFF};
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(get(dst.get(), i, 2), linear[i]) << "sx " << i * 0.5;
 }
 
-TEST(Zoom, RandomImagesMatchThePerPixelModel) {
-    std::mt19937 rng(20240611);
-    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    for (int round = 0; round < 600; ++round) {
-        const unsigned depth = round % 2 ? VSK_16U : VSK_8U;
-        const int order = (round / 2) % 2;
-        const int interp = (round / 4) % 3;
-        const int n = (int[]){1, 3, 4}[pick(0, 2)];
-        const int sh = pick(1, 12), sw = pick(1, 12);
-        Factors f{pick(1, 9), 0, pick(1, 9), 0};
-        f.xL = pick(1, f.xU);
-        f.yL = pick(1, f.yU);
-        const int dh = pick(1, 40), dw = pick(1, 40);
-        SCOPED_TRACE("round " + std::to_string(round));
-        GuardedImage src(n, depth, order, sh, sw, pick(0, 1) ? 4 : 8);
-        fillRandom(src.get(), round);
-        GuardedImage dst(n, depth, order, dh, dw);
-        fillRandom(dst.get(), round + 1000);
-        const int coi = n > 1 && pick(0, 2) == 0 ? pick(1, n) : 0;
-        if (pick(0, 2)) {
-            const int x = pick(0, sw - 1), y = pick(0, sh - 1);
-            setRoi(src.get(), coi, x, y, pick(1, sh + 2 - y), pick(1, sw + 2 - x));
+TEST(Zoom, BitImagesPickBitsAtTheIntegerSteps) {
+    // 5/2 across: the step is int(0.4 x 16384) = 6553, so destination bits 5,
+    // 10 and 15 still take source columns 1, 3 and 5; by 2 down. Of the ROI's
+    // 21 x 5 pixels the clamp keeps 19 x 3 (20 and 4 are exact, one less).
+    // Source bits from the ROI at column 3 alternate, the second row inverted.
+    const int cols[19] = {0, 0, 0, 1, 1, 1, 2, 2, 3, 3, 3, 4, 4, 5, 5, 5, 6, 6, 7};
+    ImagePtr src = makeImage(1, VSK_1U, 0, 2, 16), dst = makeImage(1, VSK_1U, 0, 6, 32, 0xFF);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 16; ++x) put(src.get(), x, y, 0, (x + y) % 2);
+    setRoi(src.get(), 0, 3, 0, 2, 8);
+    setRoi(dst.get(), 0, 5, 0, 5, 21);
+    zoom(src.get(), dst.get(), {5, 2, 2, 1}, VSK_INTER_LINEAR);
+    for (int y = 0; y < 6; ++y)
+        for (int x = 0; x < 32; ++x) {
+            const bool inside = x >= 5 && x < 24 && y < 3;
+            EXPECT_EQ(get(dst.get(), x, y), inside ? (3 + cols[x - 5] + y / 2) % 2 : 1)
+                << x << "," << y;
         }
-        if (pick(0, 2)) {
-            const int x = pick(0, dw - 1), y = pick(0, dh - 1);
-            setRoi(dst.get(), coi ? pick(1, n) : 0, x, y, pick(1, dh - y), pick(1, dw + 3 - x));
-        }
-        ImagePtr expected = copyOf(dst.get());
-        expected->roi = dst.get()->roi;
-        model(src.get(), expected.get(), f, interp);
-        expected->roi = nullptr;
-        zoom(src.get(), dst.get(), f, interp);
-        ASSERT_EQ(bytesOf(dst.get()), bytesOf(expected.get()))
-            << "interp " << interp << " depth " << depth << " order " << order << " n " << n << " src "
-            << sw << "x" << sh << " dst " << dw << "x" << dh << " factors " << f.xU << "/" << f.xL
-            << " " << f.yU << "/" << f.yL;
-    }
-}
-
-TEST(Zoom, BitImagesZoomByNearestNeighbourBitByBit) {
-    std::mt19937 rng(77);
-    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    for (int round = 0; round < 100; ++round) {
-        const int sw = pick(1, 30), sh = pick(1, 6), dw = pick(1, 70), dh = pick(1, 12);
-        GuardedImage src(1, VSK_1U, 0, sh, sw);
-        fillRandom(src.get(), round);
-        GuardedImage dst(1, VSK_1U, 0, dh, dw);
-        fillRandom(dst.get(), round + 1);
-        const int x = pick(0, dw - 1);
-        setRoi(dst.get(), 0, x, 0, dh, pick(1, dw - x));
-        const int sx = pick(0, sw - 1);
-        setRoi(src.get(), 0, sx, 0, sh, sw - sx);
-        Factors f{pick(1, 5), 1, pick(1, 3), 1};
-        f.xL = pick(1, f.xU);
-        ImagePtr expected = makeImage(1, VSK_1U, 0, dh, dw);
-        std::memcpy(expected->imageData, dst.get()->imageData, static_cast<std::size_t>(dst.get()->dataSize));
-        expected->roi = dst.get()->roi;
-        model(src.get(), expected.get(), f, VSK_INTER_CUBIC);
-        expected->roi = nullptr;
-        zoom(src.get(), dst.get(), f, VSK_INTER_CUBIC);
-        ASSERT_EQ(bytesOf(dst.get()), bytesOf(expected.get())) << "round " << round;
-    }
 }
 
 TEST(Zoom, DestinationWithoutRoiTakesTheSourceChannelCount) {
@@ -376,11 +239,11 @@ TEST(Zoom, DestinationWithoutRoiTakesTheSourceChannelCount) {
         fillRandom(src.get(), 5);
         GuardedImage dst(1, VSK_8U, order, 4, 8);  // rows of 8 bytes: no padding
         fillRandom(dst.get(), 6);
-        ImagePtr expected = copyOf(dst.get());
-        model(src.get(), expected.get(), {2, 1, 2, 1}, VSK_INTER_NN);
         zoom(src.get(), dst.get(), {2, 1, 2, 1}, VSK_INTER_NN);
-        EXPECT_EQ(bytesOf(dst.get()), bytesOf(expected.get()));
-        EXPECT_EQ(get(dst.get(), 7, 3), get(src.get(), 3, 1, 0));
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 8; ++x)
+                ASSERT_EQ(get(dst.get(), x, y), get(src.get(), x / 2, y / 2, 0))
+                    << order << ": " << x << "," << y;
     }
 }
 
@@ -408,18 +271,6 @@ TEST(Zoom, HeadersGrownAfterAllocationStayInTheirBuffers) {
 }
 
 namespace {
-
-// The call-back log of a walk over the tiles (tw x th) that cover the
-// clamped destination rectangle, each requested with `mode` and released.
-std::vector<TileCall> expectedWalk(int x, int y, int cols, int rows, int tw, int th, int mode) {
-    std::vector<TileCall> log;
-    for (int r = y / th; r <= (y + rows - 1) / th; ++r)
-        for (int c = x / tw; c <= (x + cols - 1) / tw; ++c) {
-            log.push_back({mode, c, r});
-            log.push_back({VSK_TILE_RELEASE, c, r});
-        }
-    return log;
-}
 
 struct TiledCase {
     unsigned depth;
@@ -537,8 +388,7 @@ TEST(ZoomTiled, EveryTiledPathMatchesThePlainRun) {
             ImagePtr out = makeImage(c.n, c.depth, c.order, 300, 290, 0);
             tiledDst.storeTo(out.get());
             EXPECT_EQ(firstDifference(out.get(), plain.get()), "");
-            EXPECT_EQ(describe(tiledDst.log),
-                      describe(expectedWalk(5, 100, cols, rows, 64, 40, VSK_TILE_WRITE)));
+            EXPECT_EQ(describe(tiledDst.log), walkLog(5, 100, rows, cols, 64, 40, VSK_TILE_WRITE));
             EXPECT_EQ(tiledDst.held, 0);
             EXPECT_EQ(tiledDst.badReleases, 0);
         }
