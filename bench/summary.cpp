@@ -198,6 +198,18 @@ std::string nameOf(const char* row, int side, const char* what) {
     return std::string(row) + "/" + std::to_string(side) + "/" + what;
 }
 
+const Row& rowNamed(const char* name) {
+    for (const Row& row : rows())
+        if (std::string(row.name) == name) return row;
+    std::abort();  // a baseline names a row of the table
+}
+
+// The benchmark whose time a row is compared with: a memcpy of the same
+// bytes, or the same call untiled.
+std::string baselineOf(const Row& row, int side) {
+    return nameOf(row.name, side, row.baseline ? "untiled" : "memcpy");
+}
+
 // The case being timed: built on its first use and kept while the same row
 // and size run (the benchmark function is called several times per run).
 struct CurrentCase {
@@ -265,12 +277,19 @@ std::string machine() {
 int main(int argc, char** argv) {
     for (int side : kSides) {
         for (const Row& row : rows()) {
-            // The baseline runs right before the operation it is compared with.
+            // The baseline runs right before the operation it is compared with
+            // (memory bandwidth drifts over a run on a shared machine).
+            const std::string base = baselineOf(row, side);
             if (!row.baseline) {
-                const std::string base = nameOf(row.name, side, "memcpy");
                 benchmark::RegisterBenchmark(base.c_str(), [&row, side](benchmark::State& s) {
                     const std::int64_t bytes = current.get(row, side).bytes;
                     vskbench::memcpyLoop(s, (bytes + 1) / 2);
+                })->Apply(configure);
+            } else {
+                const Row& untiled = rowNamed(row.baseline);
+                benchmark::RegisterBenchmark(base.c_str(), [&untiled, side](benchmark::State& s) {
+                    Case& c = current.get(untiled, side);
+                    vskbench::timeLoop(s, c.bytes, c.op);
                 })->Apply(configure);
             }
             const std::string op = nameOf(row.name, side, "op");
@@ -295,8 +314,7 @@ int main(int argc, char** argv) {
     for (int side : kSides) {
         for (const Row& row : rows()) {
             const auto op = collector.fastest.find(nameOf(row.name, side, "op"));
-            const auto base = collector.fastest.find(
-                row.baseline ? nameOf(row.baseline, side, "op") : nameOf(row.name, side, "memcpy"));
+            const auto base = collector.fastest.find(baselineOf(row, side));
             if (op == collector.fastest.end() || base == collector.fastest.end()) continue;
             const double ratio = op->second / base->second;
             char target[32];

@@ -95,10 +95,15 @@ void walkBands(Operand* ops, int count, int rows, int cols, const Site& site,
                 if (ops[i].tiled) width = std::min(width, ops[i].tw - (ops[i].x + x) % ops[i].tw);
             for (int i = 0; i < count; ++i) {
                 describeSegment(working[i], ops[i], ops[i].x + x, ops[i].y + done, height, width);
-                // The next segment of a buffered operand, at most as wide as this one.
-                if (ops[i].prefetch && x + width < cols)
-                    prefetchRect(ops[i].image, std::int64_t{ops[i].x} + x + width, ops[i].y + done,
-                                 std::min(width, cols - x - width), height);
+                // The segment after the next of a buffered operand (the first
+                // step asks for the next as well), at most as wide as this one.
+                if (ops[i].prefetch)
+                    for (std::int64_t ahead = x ? 2 : 1; ahead <= 2; ++ahead) {
+                        const std::int64_t at = x + ahead * width;  // 64 bits: no overflow
+                        if (at < cols)
+                            prefetchRect(ops[i].image, ops[i].x + at, ops[i].y + done,
+                                         std::min<std::int64_t>(width, cols - at), height);
+                    }
             }
             kernel(context, headers);
             x += width;
