@@ -163,6 +163,17 @@ TEST(ReduceBits, DitherEdgeCases) {
     vskReduceBits(src.get(), dst.get(), 0, 2, 1, nullptr);
     EXPECT_EQ(bytesOf(dst.get()), (std::vector<std::uint8_t>{0, 127, 0, 127}));
 
+    // The first letter picks the kernels, not the channel count: a
+    // three-channel "GBR" row of two pixels is dithered as grey values three
+    // apart below the width in pixels (only value 0), its error going to the
+    // next value in memory; the rest keep the plain reduction.
+    ImagePtr gbrIn = makeImage(3, VSK_16U, VSK_DATA_ORDER_PIXEL, 1, 2, 0, 4, "RGB", "GBR");
+    for (int x = 0; x < 2; ++x)
+        for (int ch = 0; ch < 3; ++ch) put(gbrIn.get(), x, 0, ch, 60 << 8);
+    ImagePtr gbr = makeImage(3, VSK_8U, VSK_DATA_ORDER_PIXEL, 1, 2, 0, 4, "RGB", "GBR");
+    vskReduceBits(gbrIn.get(), gbr.get(), 0, 2, 1, nullptr);
+    EXPECT_EQ(bytesOf(gbr.get()), (std::vector<std::uint8_t>{0, 86, 60, 60, 60, 60, 0, 0}));
+
     // Levels: 20 on an 8-bit destination acts as 4 (8 / 2), -3 as 0 (step
     // 255: black or white only), 8 as a step of 1 (no change).
     ImagePtr grey = makeImage(1, VSK_16U, VSK_DATA_ORDER_PIXEL, 6, 10, 0, 4, "GRAY", "GRAY");
