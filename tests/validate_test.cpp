@@ -55,6 +55,7 @@ TEST(Validate, MaskBitsOneByOne) {
         {"widthStep 0", [](Header& x) { x.h.widthStep = 0; }, 0x10},
         {"no channels", [](Header& x) { x.h.nChannels = 0; }, 0x20},
         {"1-bit, 3 channels", [](Header& x) { x.h.depth = VSK_1U; x.h.nChannels = 3; }, 0x40},
+        {"1-bit, no channels", [](Header& x) { x.h.depth = VSK_1U; x.h.nChannels = 0; }, 0x20 | 0x40},
         {"depth 32 unsigned", [](Header& x) { x.h.depth = 32; }, 0x80},
         {"depth 0x80000001", [](Header& x) { x.h.depth = 0x80000001u; }, 0x80},
         {"alpha -1", [](Header& x) { x.h.alphaChannel = -1; }, 0x100},
