@@ -254,7 +254,9 @@ TEST(DibImport, MaskedFieldsAreWidenedWithoutFillingLowBits) {
         {16, BI_BITFIELDS, 0xF800, 0x07E0, 0x001F, 0xFFFF, 248, 252, 248, -1},
         {32, BI_RGB, 0, 0, 0, 0xAB123456, 0x12, 0x34, 0x56, 0},  // top byte always 0
         // 10-bit fields give their top 8 bits; alpha is the bits above the
-        // highest field (here blue's): bits 30 and 31.
+        // highest field (red's, then blue's): bits 30 and 31.
+        {32, BI_BITFIELDS, 0x3FF00000, 0x000FFC00, 0x000003FF,
+         0xC0000000u | (0x3FCu << 20) | (0x200u << 10) | 0x004, 0xFF, 0x80, 0x01, 0xC0},
         {32, BI_BITFIELDS, 0x000003FF, 0x000FFC00, 0x3FF00000,
          0xC0000000u | (0x3FCu << 20) | (0x200u << 10) | 0x004, 0x01, 0x80, 0xFF, 0xC0},
         // Green highest: alpha is again bits 30 and 31, not green's top bits.
